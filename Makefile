@@ -1,0 +1,30 @@
+# Thin wrapper around CMake: `make` builds, `make test` builds and runs every test,
+# `make run` runs the program on the example data, `make bench` measures speed.
+BUILD ?= build
+JOBS ?= $(shell nproc 2>/dev/null || echo 2)
+
+.PHONY: all build test run bench asan clean
+
+all: build
+
+build:
+	@cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release >/dev/null
+	@cmake --build $(BUILD) -j $(JOBS)
+
+test: build
+	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+
+run: build
+	cd examples && ../$(BUILD)/kestrova -ofile ../$(BUILD)/example
+
+bench: build
+	bash bench/run.sh $(BUILD)
+
+# Tests once more under AddressSanitizer and UndefinedBehaviorSanitizer.
+asan:
+	@cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DKESTROVA_SANITIZE=ON >/dev/null
+	@cmake --build build-asan -j $(JOBS)
+	cd build-asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --output-on-failure -j $(JOBS)
+
+clean:
+	rm -rf $(BUILD) build-asan

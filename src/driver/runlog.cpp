@@ -1,0 +1,171 @@
+#include "driver/runlog.h"
+
+#include <cctype>
+#include <climits>
+#include <ctime>
+
+#include "driver/fatal.h"
+
+namespace {
+
+const char* const kVersion = "1.0.0";
+const char* const kReleaseDate = "November 22, 2026";
+const char* const kDocumentation = "https://kestrova.example.org/docs";
+
+enum class Kind { kSwitch, kText, kNumber };
+
+struct OptionRow {
+  const char* name;
+  Kind kind;
+  const char* echo;  // follows the "        -- '<option>' " prefix
+  std::string RunSettings::*text;
+  int RunSettings::*number;  // switch set to 1, or the number stored
+};
+
+// The options in matching order; the index of a row is its slot in OptionsGiven.
+const OptionRow kOptions[kOptionCount] = {
+    {"-sfile", Kind::kText, "model specification read from '%s'\n", &RunSettings::sfile, nullptr},
+    {"-pfile", Kind::kText, "study phenotypes read from '%s'\n", &RunSettings::pfile, nullptr},
+    {"-gfile", Kind::kText, "study genotypes read from '%s'\n", &RunSettings::gfile, nullptr},
+    {"-ne", Kind::kSwitch, "no external panel available\n", nullptr, &RunSettings::ne},
+    {"-efile", Kind::kText, "external genotypes read from '%s'\n", &RunSettings::efile, nullptr},
+    {"-h", Kind::kSwitch, "phased haplotypes available\n", nullptr, &RunSettings::h},
+    {"-hfile", Kind::kText, "phased haplotypes read from '%s'\n", &RunSettings::hfile, nullptr},
+    {"-ofile", Kind::kText, "results written to '%s_***.out'\n", &RunSettings::ofile, nullptr},
+    {"-no_fix", Kind::kSwitch, "no internal check and fix of strand alignment\n", nullptr, &RunSettings::no_fix},
+    {"-no_remove", Kind::kSwitch, "no removal of unaligned A/T and C/G SNPs\n", nullptr, &RunSettings::no_remove},
+    {"-speed", Kind::kSwitch, "speed up the program by ignoring SNPs not in 'phase.dat'\n", nullptr,
+     &RunSettings::speed},
+    {"-tag", Kind::kNumber, "analysis based on %d tag SNPs\n", nullptr, &RunSettings::M},
+    {"-window", Kind::kNumber, "candidate tags chosen within the distance of %d bp\n", nullptr, &RunSettings::window},
+    {"-max", Kind::kNumber, "candidate tags chosen at a maximun number of %d\n", nullptr, &RunSettings::maxnum},
+    {"-min", Kind::kNumber, "candidate tags chosen at a minimum number of %d\n", nullptr, &RunSettings::minnum},
+};
+
+enum Slot { kSfile, kPfile, kGfile, kNe, kEfile, kH, kHfile, kOfile, kNoFix, kNoRemove, kSpeed, kTag, kWindow, kMax, kMin };
+
+void print_time_line(std::FILE* out, const char* fmt) {
+  std::time_t now = std::time(nullptr);
+  std::fprintf(out, fmt, std::ctime(&now));
+}
+
+}  // namespace
+
+int plain_int(const char* text) {
+  const char* s = text;
+  while (std::isspace(static_cast<unsigned char>(*s))) s++;
+  bool negative = false;
+  if (*s == '+' || *s == '-') negative = (*s++ == '-');
+  long long value = 0;
+  while (std::isdigit(static_cast<unsigned char>(*s))) {
+    if (value < static_cast<long long>(INT_MAX) + 1) value = value * 10 + (*s - '0');
+    s++;
+  }
+  if (negative) value = -value;
+  if (value > INT_MAX) value = INT_MAX;
+  if (value < INT_MIN) value = INT_MIN;
+  return static_cast<int>(value);
+}
+
+void print_banner(std::FILE* out) {
+  std::fprintf(out, "\n");
+  std::fprintf(out, "@-------------------------------------------------@\n");
+  std::fprintf(out, "|    Kestrova   |%-10s|%-22s|\n", (std::string("  ") + kVersion).c_str(),
+               (std::string("  ") + kReleaseDate).c_str());
+  std::fprintf(out, "---------------------------------------------------\n");
+  std::fprintf(out, "|          For documentation & citation           |\n");
+  std::fprintf(out, "| %-47s |\n", kDocumentation);
+  std::fprintf(out, "@-------------------------------------------------@\n\n");
+}
+
+void print_start_time(std::FILE* out) { print_time_line(out, "\nKestrova started: %s\n"); }
+
+void print_complete_time(std::FILE* out) { print_time_line(out, "\nKestrova complete: %s"); }
+
+std::string parse_command_line(int argc, const char* const* argv, RunSettings& settings, OptionsGiven& given,
+                               std::FILE* out) {
+  std::fprintf(out, "Options in effect:\n");
+  for (int a = 1; a < argc; a++) {
+    const char* arg = argv[a];
+    std::fprintf(out, "        -- '%s' ", arg);
+    int slot = -1;
+    for (int k = 0; k < kOptionCount; k++) {
+      if (std::string(arg) == kOptions[k].name) {
+        slot = k;
+        break;
+      }
+    }
+    if (slot < 0) return format("Error: Unknown command line option '%s'.\n", arg);
+    const OptionRow& row = kOptions[slot];
+    given[static_cast<std::size_t>(slot)] = true;
+    if (row.kind == Kind::kSwitch) {
+      settings.*row.number = 1;
+      std::fputs(row.echo, out);
+      continue;
+    }
+    if (a + 1 >= argc) return format("Error: Command line option '%s' needs a value.\n", arg);
+    const char* value = argv[++a];
+    if (row.kind == Kind::kText) {
+      settings.*row.text = value;
+      std::fprintf(out, row.echo, value);
+      continue;
+    }
+    int number = plain_int(value);
+    if (slot == kTag) {
+      if (number < kMinTags || number > kMaxTags)
+        return format("Error: '-tag' takes a number of tag SNPs from %d to %d, not '%s'.\n", kMinTags, kMaxTags,
+                      value);
+      settings.M = number + 1;
+    } else {
+      settings.*row.number = number;
+    }
+    std::fprintf(out, row.echo, number);
+  }
+  return "";
+}
+
+void print_defaults(const RunSettings& s, const OptionsGiven& given, std::FILE* out) {
+  auto line = [&](bool condition, const char* fmt, const char* text = nullptr) {
+    if (!condition) return;
+    std::fputs("        -- ", out);
+    if (text)
+      std::fprintf(out, fmt, text);
+    else
+      std::fputs(fmt, out);
+  };
+  auto number_line = [&](bool condition, const char* fmt, int value) {
+    if (condition) {
+      std::fputs("        -- ", out);
+      std::fprintf(out, fmt, value);
+    }
+  };
+  std::fprintf(out, "\nDefaults in effect:\n");
+  line(!given[kSfile], "model specification read from '%s'\n", s.sfile.c_str());
+  line(!given[kPfile], "study phenotypes read from '%s'\n", s.pfile.c_str());
+  line(!given[kGfile], "study genotypes read from '%s'\n", s.gfile.c_str());
+  line(!given[kNe], "external genotypes available\n");
+  line(!given[kEfile], "external genotypes read from '%s'\n", s.efile.c_str());
+  line(!given[kH], "phased haplotypes not available\n");
+  line(!given[kHfile], "phased haplotypes read from '%s'\n", s.hfile.c_str());
+  line(!given[kOfile], "results written to '%s_***.out'\n", s.ofile.c_str());
+  line(!given[kNe] && !given[kNoFix], "internal check and fix of strand alignment\n");
+  line(!given[kNe] && !given[kNoRemove], "removal of A/T and C/G SNPs\n");
+  line(!given[kNe] && s.h == 1 && !given[kSpeed], "speeding not used\n");
+  number_line(!given[kTag], "analysis based on %d tag SNPs\n", s.M - 1);
+  number_line(!given[kWindow], "candidate tags chosen within the distance of %d bp\n", s.window);
+  number_line(!given[kMax], "candidate tags chosen at a maximun number of %d\n", s.maxnum);
+  number_line(!given[kMin], "candidate tags chosen at a minimun number of %d\n", s.minnum);
+  std::fprintf(out, "\n");
+}
+
+std::string check_input_files(const RunSettings& s, std::FILE* out) {
+  if (s.ne == 1 && s.h == 1) std::fprintf(out, "Warning: haplotype file is ignored since '-ne' is specified.\n");
+  std::string names[5] = {s.sfile, s.pfile, s.gfile, s.efile, s.hfile};
+  int checked = s.ne ? 3 : (s.h ? 5 : 4);
+  for (int k = 0; k < checked; k++) {
+    std::FILE* f = std::fopen(names[k].c_str(), "r");
+    if (!f) return format("Error: '%s' does not exist.\n", names[k].c_str());
+    std::fclose(f);
+  }
+  return "";
+}

@@ -1,0 +1,29 @@
+// The run configuration: file names, switches and the tag-search limits, set once
+// from the command line and read by every later stage.
+#pragma once
+
+#include <string>
+
+struct RunSettings {
+  std::string sfile = "specification.txt";  // model specification
+  std::string pfile = "phenotype.dat";      // study phenotypes
+  std::string gfile = "genotype.dat";       // study genotypes
+  std::string efile = "external.dat";       // external panel genotypes
+  std::string hfile = "haplotype.dat";      // phased haplotypes of the panel
+  std::string ofile = "results";            // prefix of the result files
+
+  int ne = 0;         // no external panel
+  int h = 1;          // phased haplotypes supplied (always on)
+  int no_fix = 0;     // skip the check and fix of strand alignment
+  int no_remove = 0;  // keep strand-ambiguous SNPs that cannot be aligned
+  int speed = 1;      // ignore panel SNPs without phased haplotypes (always on)
+
+  int M = 5;           // SNPs per analysis window: the target and M-1 tags
+  int window = 50000;  // distance in base pairs within which tags are sought
+  int maxnum = 20;     // most candidate tags taken
+  int minnum = 8;      // candidate tags always taken, whatever their distance
+};
+
+// Tag counts the haplotype analyses can carry (window of tags+1 SNPs, 2^(tags+1) haplotypes).
+inline constexpr int kMinTags = 1;
+inline constexpr int kMaxTags = 8;
