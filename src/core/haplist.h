@@ -6,6 +6,8 @@
 
 #include <vector>
 
+#include "core/arrays.h"
+
 // One compatible pair (h1 <= h2) of a study subject.
 struct PairNode {
   int h1 = 0, h2 = 0;
@@ -53,3 +55,29 @@ struct PanelList {
     entries.clear();
   }
 };
+
+// ---- Building, pruning and releasing the lists --------------------------------
+// Genotype rows hold M codes in window order (0, 1, 2 copies of allele 1; any
+// other value is missing). Haplotype codes have the window's first SNP as their
+// most significant of M binary digits.
+
+// 1 when the pair (ha, hb) can explain the genotype row, else 0.
+int indicator(const int* row, int ha, int hb, int M);
+
+// Study list for rows 0..n-1 of geno (n rows by M columns, base 0): every subject,
+// in row order, with its compatible pairs ha <= hb in ascending order.
+void makelist(StudyList& list, const Mat<int>& geno, int n, int M);
+
+// Panel list from the panel's genotype rows: 3 rows per trio (parent 1, parent 2,
+// child), then 2 per duo (parent, child), then 1 per singleton.
+void makelist_ex(PanelList& list_ex, const Mat<int>& geno, int nTR, int nDU, int nUN, int M);
+
+// Drop every pair holding a haplotype whose frequency is below threshold (a NaN
+// frequency keeps it), then every subject or family left without entries.
+// Posterior weights are reset to 0.
+void reduce_list(StudyList& list, double threshold, const double* freq);
+void reduce_list_ex(PanelList& list_ex, double threshold, const double* freq);
+
+// Writes the codes 0..K-1 whose frequency is at least threshold, ascending, into
+// out; returns how many.
+int reduce_hap(int* out, const double* freq, double threshold, int K);

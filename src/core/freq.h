@@ -1,0 +1,33 @@
+// Haplotype frequencies of a window: the EM estimate from the study, the panel or
+// both (which also leaves each list entry's posterior weight), the L1 length used
+// as convergence measure, the back-transformation of fitted log frequency ratios
+// to frequencies with delta-method standard errors, and the two checks that
+// decide whether an information matrix and its inverse are usable.
+#pragma once
+
+#include "core/arrays.h"
+#include "core/window.h"
+
+inline constexpr double kEmTolerance = 0.0001;  // L1 change of the frequencies that ends the EM
+inline constexpr int kEmMaxIterations = 500;
+
+// EM over w.list (study_switch 1) and/or w.list_ex (panel_switch 1); f[0..K-1] in/out.
+// For the case-control design only subjects whose STATUS is s1 or s2 take part.
+// Returns 1 when converged, 0 at the iteration cap.
+int A1(Window& w, double* f, int s1, int s2, int study_switch, int panel_switch, const int* STATUS);
+
+// Sum of absolute values of v[0..n-1].
+double length(const double* v, int n);
+
+// From fitted parameters theta (q coefficients, KK-1 log frequency ratios, then qq
+// further parameters) and their inverse information V (1-based, dim x dim) to
+// estimates and standard errors: coefficients, the KK frequencies with the
+// reference first, then the qq further parameters.
+void orig_freq(const Window& w, double* est, double* se, const double* theta, const Mat<double>& V, int dim);
+
+// 1 when some row of a[1..n][1..n] is unusable (all entries at least 1e6 in
+// magnitude, a NaN absolute sum, or an absolute sum below 1e-6).
+int explosion_E(const Mat<double>& a, int n);
+
+// 1 when some diagonal entry of a[1..n][1..n] is 0, negative, or at least 100.
+int inproper_std(const Mat<double>& a, int n);
