@@ -57,7 +57,10 @@ RunResult run_in(const fs::path& dir, const std::string& program, const std::vec
   cmd += quote(dir.string());
   cmd += " && ";
   cmd += quote(program);
-  for (const auto& a : args) cmd += " " + quote(a);
+  for (const auto& a : args) {
+    cmd += ' ';
+    cmd += quote(a);
+  }
   cmd += " >.stdout 2>.stderr </dev/null";
   int raw = std::system(cmd.c_str());
   RunResult r;
