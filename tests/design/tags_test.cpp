@@ -1,0 +1,125 @@
+// Tag choice: the information measure worked by hand, the insertion of the target
+// allele into a background code, and the candidate search on small hand-made maps.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "design/tags.h"
+
+namespace {
+
+// A map of SNPs at the given positions, all typed in the study and present in the
+// panel and the phased haplotypes, except those listed as untyped (panel only).
+struct TinyRun {
+  RunSettings settings;
+  Model model;
+  StudyData study;
+  PanelData panel;
+  SnpMap map;
+
+  TinyRun(const std::vector<int>& positions, const std::vector<int>& untyped = {}) {
+    settings.ne = 0;
+    map.clear();
+    int s = 0;
+    for (std::size_t e = 0; e < positions.size(); e++) {
+      MapEntry m;
+      m.pos = positions[e];
+      bool typed = std::find(untyped.begin(), untyped.end(), static_cast<int>(e)) == untyped.end();
+      m.study = typed ? s++ : -1;
+      m.panel = static_cast<int>(e);
+      m.hap = static_cast<int>(e);
+      map.push(m);
+    }
+    map.close();
+    study.n = 0;
+    study.nsnp = s;
+    // Two phased haplotypes: every SNP carries allele 1 on the first, 0 on the second,
+    // so any set is in perfect linkage disequilibrium with the target.
+    panel.nhap = 2;
+    panel.nhap_snp = static_cast<int>(positions.size());
+    for (std::size_t e = 0; e < positions.size(); e++) {
+      panel.hap.push_back(1);
+      panel.hap.push_back(0);
+    }
+  }
+  TagContext context() const { return TagContext{settings, model, study, panel, map}; }
+};
+
+}  // namespace
+
+TEST(TagMeasure, PerfectLinkageGivesOneAndIndependenceZero) {
+  // Two SNPs; codes a*2 + c with a the target allele and c the background.
+  const double perfect[4] = {0.6, 0.0, 0.0, 0.4};
+  EXPECT_NEAR(MDfun(perfect, 1, 2), 1.0, 1e-12);
+  const double independent[4] = {0.3, 0.3, 0.2, 0.2};
+  EXPECT_NEAR(MDfun(independent, 1, 2), 0.0, 1e-12);
+  // Partial linkage, worked by hand: f = 0.5, S1 = 0.25, S2 = 0.18^2 ... see below.
+  // a = (0.1, 0.4), b = (0.4, 0.1), r = (0.5, 0.5):
+  // S1 = 0.01 + 0.16 = 0.17; S2 = (2*0.04 + 0.01 + 0.16)^2 / 0.5 = 0.125;
+  // (0.17 + 0.125 - 0.25) / (0.25 / 2) = 0.36.
+  const double partial[4] = {0.4, 0.1, 0.1, 0.4};
+  EXPECT_NEAR(MDfun(partial, 1, 2), 0.36, 1e-12);
+}
+
+TEST(TagMeasure, MonomorphicTargetScoresZero) {
+  const double none[4] = {0.5, 0.5, 0.0, 0.0};
+  EXPECT_EQ(MDfun(none, 1, 2), 0.0);
+  const double all[4] = {0.0, 0.0, 0.7, 0.3};
+  EXPECT_EQ(MDfun(all, 1, 2), 0.0);
+}
+
+TEST(TagMeasure, TargetAlleleIsInsertedAtItsPosition) {
+  EXPECT_EQ(for_w(0b1011, 0, 3, 5), 0b10011);
+  EXPECT_EQ(for_w(0b1011, 1, 3, 5), 0b10111);
+  EXPECT_EQ(for_w(0b1011, 1, 1, 5), 0b11011);
+  EXPECT_EQ(for_w(0b1011, 0, 5, 5), 0b10110);
+  EXPECT_EQ(for_w(0, 1, 1, 1), 1);
+}
+
+TEST(TagSearch, FewerCandidatesThanTagsScoresNothing) {
+  TinyRun run({1000, 2000, 3000, 4000});
+  TagWorkspace ws;
+  TagChoice best;
+  getMD_max(best, 0, 1, run.context(), ws);
+  EXPECT_EQ(best.md, 0.0);
+  EXPECT_EQ(best.set, std::vector<int>{0});
+}
+
+TEST(TagSearch, PerfectSetStopsTheSearchAndTiesGoLeft) {
+  // Target at 10000; neighbours at equal distances: the left ones come first.
+  TinyRun run({6000, 8000, 10000, 12000, 14000, 30000});
+  TagWorkspace ws;
+  TagChoice best;
+  getMD_max(best, 2, 1, run.context(), ws);
+  EXPECT_NEAR(best.md, 1.0, 1e-9);
+  // Candidates are 0, 1, 3, 4, 5 in map order; the first set scores 1 and ends the search.
+  EXPECT_EQ(best.set, (std::vector<int>{2, 0, 1, 3, 4}));
+}
+
+TEST(TagSearch, WindowLimitsCandidatesOnceTheMinimumIsTaken) {
+  std::vector<int> pos;
+  for (int k = 0; k < 12; k++) pos.push_back(100000 + 10000 * k);
+  TinyRun run(pos);
+  run.settings.window = 25000;
+  run.settings.minnum = 4;
+  run.settings.maxnum = 20;
+  TagWorkspace ws;
+  TagChoice best;
+  // Target at index 6 (160000): within 25 kb are 4, 5, 7, 8; the 4 taken then stop the search.
+  getMD_max(best, 6, 1, run.context(), ws);
+  EXPECT_EQ(best.set, (std::vector<int>{6, 4, 5, 7, 8}));
+  EXPECT_EQ(ws.candidates, (std::vector<int>{4, 5, 7, 8}));
+  // With a minimum of 6 the two nearest beyond the window are taken too (left first on ties).
+  run.settings.minnum = 6;
+  getMD_max(best, 6, 1, run.context(), ws);
+  EXPECT_EQ(ws.candidates, (std::vector<int>{3, 4, 5, 7, 8, 9}));
+}
+
+TEST(TagSearch, UntypedTargetsTakeOnlySnpsTypedInTheStudyAndInThePanel) {
+  TinyRun run({1000, 2000, 3000, 4000, 5000, 6000, 7000}, {3, 5});
+  TagWorkspace ws;
+  TagChoice best;
+  getMD_max(best, 3, 0, run.context(), ws);
+  EXPECT_EQ(ws.candidates, (std::vector<int>{0, 1, 2, 4, 6}));
+  EXPECT_EQ(best.set, (std::vector<int>{3, 0, 1, 2, 4}));
+}
