@@ -178,6 +178,17 @@ TEST(MakelistEx, DuoRunsTheChildsOtherHaplotypeOverItsRange) {
   EXPECT_EQ(entries_of(l, 0), std::vector<Combo>({{0, 2, 0, -1}, {0, 2, 1, -1}, {0, 2, 2, -1}, {0, 2, 3, -1}}));
 }
 
+TEST(MakelistEx, ChildIsTestedWithTheParentalHaplotypeFirst) {
+  // A child coded 3 rejects allele 1 on the first haplotype of the pair tested,
+  // which is the one from parent 1 (trio) or the parent (duo).
+  PanelList l;
+  makelist_ex(l, rows(1, {{2}, {1}, {3}}), 1, 0, 0, 1);
+  ASSERT_EQ(l.families.size(), 1u);
+  EXPECT_TRUE(entries_of(l, 0).empty());
+  makelist_ex(l, rows(1, {{1}, {3}}), 0, 1, 0, 1);
+  EXPECT_EQ(entries_of(l, 0), std::vector<Combo>({{0, 1, 0, -1}, {0, 1, 1, -1}}));
+}
+
 TEST(MakelistEx, FamiliesComeAsTriosDuosSingletonsEvenWhenEmpty) {
   // Trio: parents homozygous 0, child homozygous 2 -> no combination at all.
   PanelList l;
