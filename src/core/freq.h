@@ -29,7 +29,7 @@ double length(const double* v, int n);
 // further parameters) and their inverse information V (1-based, dim x dim) to
 // estimates and standard errors: coefficients, the KK frequencies with the
 // reference first, then the qq further parameters. Reads q, KK (at least 1) and qq
-// of w; est and se hold q + KK + qq entries. Parameters after the qq block take
+// of w; dim is at least q + KK - 1 + qq; est and se hold q + KK + qq entries. Parameters after the qq block take
 // part in the product J V J^T (with zero derivatives) but are not reported.
 void orig_freq(const Window& w, double* est, double* se, const double* theta, const Mat<double>& V, int dim);
 

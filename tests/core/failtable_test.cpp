@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
+#include <utility>
 #include <vector>
 
 #include "core/failtable.h"
@@ -154,25 +154,6 @@ TEST(MakeFlist, TimesAtOrBeyondTheSentinelGoToRecordZero) {
   EXPECT_EQ(d.chain(0), Chain({2}));
 }
 
-TEST(MakeFlist, EveryoneFailingAtDistinctTimesNeedsTwoExtraRecords) {
-  std::vector<double> t;
-  std::vector<int> e;
-  for (int i = 0; i < 50; i++) {
-    t.push_back(100.0 - 1.5 * i);  // descending in list order
-    e.push_back(1);
-  }
-  Cohort c(t, e);
-  c.build();
-  ASSERT_EQ(c.w.T, 50);
-  ASSERT_EQ(c.w.Fp.size(), 52u);
-  for (int r = 1; r <= 50; r++) {
-    EXPECT_EQ(c.at(r), 100.0 - 1.5 * (50 - r)) << r;
-    EXPECT_EQ(c.chain(r), Chain({50 - r})) << r;
-    EXPECT_EQ(c.count(r), 1);
-  }
-  EXPECT_TRUE(c.chain(0).empty());
-}
-
 TEST(MakeFlist, ChainsHoldListPositionsAndTimesComeThroughTheSubjectIndex) {
   // The list lost row 1 to pruning: positions 0, 1, 2 are rows 0, 2, 3.
   Cohort c({7.0, 1.0, 3.0, 9.0}, {0, 1, 1, 0}, {0, 2, 3});
@@ -181,15 +162,6 @@ TEST(MakeFlist, ChainsHoldListPositionsAndTimesComeThroughTheSubjectIndex) {
   EXPECT_EQ(c.at(1), 3.0);
   EXPECT_EQ(c.chain(1), Chain({1, 0, 2}));
   EXPECT_EQ(c.count(1), 1);
-}
-
-TEST(MakeFlist, UnusableTimesNeverOpenARecord) {
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  Cohort c({nan, 2.0, nan}, {1, 1, 0});
-  c.build();
-  ASSERT_EQ(c.w.T, 1);
-  EXPECT_EQ(c.chain(1), Chain({1}));
-  EXPECT_EQ(c.chain(0), Chain({0, 2}));
 }
 
 namespace {

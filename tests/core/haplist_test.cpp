@@ -2,7 +2,6 @@
 // the pruning of rare haplotypes.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <initializer_list>
 #include <limits>
 #include <tuple>
@@ -48,19 +47,6 @@ std::vector<Combo> entries_of(const PanelList& l, int f) {
 
 // ---- Compatibility ------------------------------------------------------------
 
-TEST(Indicator, ObservedCodesNeedMatchingAlleleCounts) {
-  // Two SNPs; code 2 = binary 10 carries allele 1 at the first SNP only.
-  const int row[2] = {1, 0};
-  EXPECT_EQ(indicator(row, 0, 2, 2), 1);
-  EXPECT_EQ(indicator(row, 2, 0, 2), 1);
-  EXPECT_EQ(indicator(row, 0, 0, 2), 0);
-  EXPECT_EQ(indicator(row, 2, 2, 2), 0);
-  EXPECT_EQ(indicator(row, 0, 3, 2), 0);  // allele 1 at the second SNP, typed 0
-  const int hom[2] = {2, 2};
-  EXPECT_EQ(indicator(hom, 3, 3, 2), 1);
-  EXPECT_EQ(indicator(hom, 3, 1, 2), 0);
-}
-
 TEST(Indicator, MissingAndOddCodesFollowTheThreeTests) {
   const int missing[1] = {9};
   for (int a = 0; a <= 1; a++)
@@ -97,12 +83,6 @@ TEST(Makelist, HomozygousAndSingleHeterozygousRowsHaveOnePair) {
   makelist(l, rows(5, {{2, 0, 2, 2, 0}, {2, 1, 0, 0, 0}}), 2, 5);
   EXPECT_EQ(pairs_of(l, 0), std::vector<Pair>({{22, 22}}));
   EXPECT_EQ(pairs_of(l, 1), std::vector<Pair>({{16, 24}}));
-}
-
-TEST(Makelist, DoubleHeterozygoteHasTwoPhases) {
-  StudyList l;
-  makelist(l, rows(2, {{1, 1}}), 1, 2);
-  EXPECT_EQ(pairs_of(l, 0), std::vector<Pair>({{0, 3}, {1, 2}}));
 }
 
 TEST(Makelist, SubjectWithoutPairsIsStillListedInRowOrder) {
