@@ -10,10 +10,16 @@
 
 inline constexpr double kEmTolerance = 0.0001;  // L1 change of the frequencies that ends the EM
 inline constexpr int kEmMaxIterations = 500;
+inline constexpr double kExplosionLarge = 1e6;   // a row with no entry below this in magnitude is unusable
+inline constexpr double kExplosionSmall = 1e-6;  // so is a row whose absolute sum is below this
+inline constexpr double kImproperVariance = 100.0;  // a variance this large or larger is not proper
 
 // EM over w.list (study_switch 1) and/or w.list_ex (panel_switch 1); f[0..K-1] in/out.
-// For the case-control design only subjects whose STATUS is s1 or s2 take part.
-// Returns 1 when converged, 0 at the iteration cap.
+// For the case-control design (w.design 1) only subjects whose STATUS (indexed by
+// subject idx; unused otherwise) is s1 or s2 take part. Every subject or family
+// taking part counts toward the number of haplotypes, even one without entries.
+// Returns 1 when converged, 0 at the iteration cap. Each taking-part entry's weight
+// is left at its posterior under the frequencies of the last E-step.
 int A1(Window& w, double* f, int s1, int s2, int study_switch, int panel_switch, const int* STATUS);
 
 // Sum of absolute values of v[0..n-1].
@@ -22,7 +28,9 @@ double length(const double* v, int n);
 // From fitted parameters theta (q coefficients, KK-1 log frequency ratios, then qq
 // further parameters) and their inverse information V (1-based, dim x dim) to
 // estimates and standard errors: coefficients, the KK frequencies with the
-// reference first, then the qq further parameters.
+// reference first, then the qq further parameters. Reads q, KK (at least 1) and qq
+// of w; dim is at least q + KK - 1 + qq; est and se hold q + KK + qq entries. Parameters after the qq block take
+// part in the product J V J^T (with zero derivatives) but are not reported.
 void orig_freq(const Window& w, double* est, double* se, const double* theta, const Mat<double>& V, int dim);
 
 // 1 when some row of a[1..n][1..n] is unusable (all entries at least 1e6 in
