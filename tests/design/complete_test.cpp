@@ -212,23 +212,6 @@ TEST(CompleteData, LeastSquaresAdditiveWithCovariateProducts) {
   EXPECT_EQ(d.cs_bin, 0);
 }
 
-TEST(CompleteData, LeastSquaresDominantAndCodominant) {
-  StudyData d = sample_data();
-  // lm(trait ~ dom + x1)
-  expect_matches(fit(with(kCrossSectional, kDominant).term("X1").term("G").model(), d),
-                 {{"G", 0.5185735287, 0.0931632057},
-                  {"X1", 0.9053674579, 0.0464073947},
-                  {"intercept", 1.0650694414, 0.0666832122}});
-  // lm(trait ~ het + hom + x1 + x1:het + x1:hom)
-  expect_matches(fit(with(kCrossSectional, kCodominant).term("X1").term("G").term("G", "X1").model(), d),
-                 {{"G(1)", 0.4248163816, 0.0950401887},
-                  {"G(2)", 0.8736675642, 0.1837974473},
-                  {"X1", 0.8666974952, 0.0593304426},
-                  {"X1*G(1)", 0.0154091030, 0.0962432375},
-                  {"X1*G(2)", 0.3417482621, 0.1947020611},
-                  {"intercept", 1.0704594392, 0.0650646576}});
-}
-
 TEST(CompleteData, FirstSnpFitsTheRawTwoValuedTraitLaterOnesTheRecodedOne) {
   StudyData d = sample_data();
   for (double& y : d.TRAIT) y = y > 1.5 ? 2.0 : 0.0;
