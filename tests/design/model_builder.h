@@ -1,5 +1,5 @@
-// Test helpers: a Model put together from covariate names and model terms as the
-// specification reader would leave it, and a StudyData over given columns.
+// Test helpers: a Model put together from covariate names and model terms as
+// read_header would leave it, and a StudyData over given columns.
 #pragma once
 
 #include <stdexcept>
