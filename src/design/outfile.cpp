@@ -1,0 +1,133 @@
+#include "design/outfile.h"
+
+#include "design/columns.h"
+
+namespace {
+
+// Records one reported coefficient (two under the codominant mode when split).
+void add_file(OutputFiles& out, const std::string& base, int k, bool split) {
+  if (!split) {
+    out.names.push_back(base);
+    out.index.push_back(k);
+    return;
+  }
+  out.names.push_back(base + "(1)");
+  out.index.push_back(k);
+  out.names.push_back(base + "(2)");
+  out.index.push_back(k + 1);
+}
+
+}  // namespace
+
+OutputFiles get_outfile(const std::string& prefix, const Model& model, const double* cov, int n) {
+  OutputFiles out;
+  const int p = model.p, pH = model.pH;
+  const std::vector<int> covariates = model_covariates(model);
+  const int m = static_cast<int>(covariates.size());
+
+  // Distinct covariate patterns over every subject, in subject order.
+  PatternTable patterns;
+  patterns.m = m;
+  std::vector<double> values(static_cast<std::size_t>(m));
+  for (int i = 0; i < n; i++) {
+    const double* row = cov + static_cast<std::size_t>(i) * p;
+    for (int k = 0; k < m; k++) values[static_cast<std::size_t>(k)] = row[covariates[static_cast<std::size_t>(k)]];
+    if (find_pattern(patterns, values.data(), kOutfilePatternTolerance) < 0) {
+      patterns.J++;
+      patterns.values.insert(patterns.values.end(), values.begin(), values.end());
+    }
+  }
+  out.J = patterns.J;
+
+  const DesignColumns cols = design_columns(model, covariates, patterns);
+  out.pX = cols.pX;
+  out.design_names = cols.names;
+  for (int h = 0; h < pH; h++) out.design_names.push_back(model.names[static_cast<std::size_t>(p + h)]);
+  Mat<int> X_X, X_H, H_H;
+  interaction_flags(model, cols, X_X, X_H, H_H);
+
+  const bool codominant = model.mode == kCodominant;
+  const int per_term = codominant ? 2 : 1;
+  const std::string stem = prefix + "_";
+  auto column = [&](int r) -> const std::string& { return out.design_names[static_cast<std::size_t>(r)]; };
+  auto term = [&](int h) -> const std::string& { return model.names[static_cast<std::size_t>(p + h)]; };
+
+  int k = 0;
+  for (int h = 0; h < pH; h++) {
+    if (H_H[h][h] == 2) add_file(out, stem + term(h), k, codominant);
+    if (H_H[h][h] > 0) k += per_term;
+  }
+  for (int r = 0; r < cols.pX; r++) {
+    if (X_X[r][r] == 2) add_file(out, stem + column(r), k, false);
+    if (X_X[r][r] > 0) k += 1;
+    for (int c = r + 1; c < cols.pX; c++)
+      if (X_X[r][c] == 2) add_file(out, stem + column(r) + "$" + column(c), k, false);
+  }
+  for (int r = 0; r < cols.pX; r++)
+    for (int h = 0; h < pH; h++) {
+      if (X_H[r][h] == 2) add_file(out, stem + column(r) + "$" + term(h), k, codominant);
+      if (X_H[r][h] > 0) k += per_term;
+    }
+
+  for (std::string& name : out.names) name += ".out";
+  return out;
+}
+
+void deci_bin(std::string& s, int code, int M) {
+  int rest = code;
+  for (int k = M - 1; k >= 0; k--) {
+    const int weight = 1 << k;
+    s += std::to_string(rest / weight);
+    rest %= weight;
+  }
+}
+
+std::vector<std::string> get_rowname(const Window& w, int cs_bin) {
+  std::vector<std::string> rows;
+  const bool codominant = w.mode == kCodominant;
+  auto column = [&](int r) -> const std::string& { return w.design_names[static_cast<std::size_t>(r)]; };
+  auto term = [&](int h) {
+    if (w.hap != 1) return w.design_names[static_cast<std::size_t>(w.pX + h)];
+    std::string s;
+    deci_bin(s, w.hap0[static_cast<std::size_t>(h)], w.M);
+    return s;
+  };
+  auto add = [&](const std::string& name, bool split) {
+    if (!split) {
+      rows.push_back(name);
+    } else {
+      rows.push_back(name + "(1)");
+      rows.push_back(name + "(2)");
+    }
+  };
+
+  for (int h = 0; h < w.pH; h++)
+    if (w.H_H[h][h] > 0) add(term(h), codominant);
+  for (int r = 0; r < w.pX; r++) {
+    if (w.X_X[r][r] > 0) add(column(r), false);
+    for (int c = r + 1; c < w.pX; c++)
+      if (w.X_X[r][c] > 0) add(column(r) + " * " + column(c), false);
+  }
+  for (int r = 0; r < w.pX; r++)
+    for (int h = 0; h < w.pH; h++)
+      if (w.X_H[r][h] > 0) add(column(r) + " * " + term(h), codominant);
+  if (w.design == kCrossSectional) {
+    rows.push_back("Intercept");
+    if (cs_bin == 0) rows.push_back("Error variance");
+  }
+  for (int k = 0; k < w.KK; k++) {
+    std::string s;
+    deci_bin(s, w.hap_freq[static_cast<std::size_t>(k)], w.M);
+    rows.push_back(s);
+  }
+  if (w.pD > 0) {
+    const int G = w.qq / w.pD;
+    for (int d = 0; d < w.pD; d++)
+      for (int g = 0; g < G; g++) {
+        std::string s = column(d) + " * ";
+        deci_bin(s, w.hap_GOR[static_cast<std::size_t>(g)], w.M);
+        rows.push_back(s);
+      }
+  }
+  return rows;
+}

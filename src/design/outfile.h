@@ -1,0 +1,42 @@
+// Result files and row names: one result file per term named under OUTPUT, with
+// the place of the term's first coefficient in the estimate vector, and the
+// printable names of a haplotype analysis's parameters.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "core/window.h"
+#include "driver/model.h"
+
+inline constexpr double kOutfilePatternTolerance = 1e-10;  // covariate values this close are one pattern here
+
+struct OutputFiles {
+  std::vector<std::string> names;         // prefix_term.out, one per reported coefficient
+  std::vector<int> index;                 // coefficient of each file in the estimate vector
+  std::vector<std::string> design_names;  // pX covariate column names, then the genetic-term names
+  int J = 0;                              // distinct covariate patterns over all subjects
+  int pX = 0;                             // covariate design columns
+};
+
+// The result files of the model: the covariate design is formed over all n
+// subjects (rows of cov, stride model.p) as for a window, then every term whose
+// effect entry is 2 gets a file named prefix + "_" + term + ".out", in the order
+// of the coefficients (genetic terms, covariate terms with their products,
+// covariate-by-genetic products). A product's name joins its two names with "$";
+// a codominant genetic term or product gives two files ending in "(1)" and "(2)"
+// with consecutive indexes. Covariate product terms do not advance the running
+// coefficient index, so terms after them are recorded one place lower per such
+// product. No term under OUTPUT gives no file.
+OutputFiles get_outfile(const std::string& prefix, const Model& model, const double* cov, int n);
+
+// Names of the full parameter vector of a haplotype analysis over the design in
+// w (H_H, X_X, X_H, design_names, hap, hap0, KK, hap_freq, pD, qq, hap_GOR):
+// genetic terms, covariate terms and products (" * "), covariate-by-genetic
+// products, "Intercept" and, for a continuous trait (cs_bin 0), "Error variance"
+// in the cross-sectional design, the KK haplotype frequencies, then the
+// dependence parameters. Haplotypes are printed as their M alleles.
+std::vector<std::string> get_rowname(const Window& w, int cs_bin);
+
+// Appends the M binary digits of code to s, most significant first.
+void deci_bin(std::string& s, int code, int M);
