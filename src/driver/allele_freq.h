@@ -12,5 +12,6 @@ struct AlleleSummary {
                           // additive: not a number (the additive coding keeps no such share)
 };
 
-// Summarises count codes for the mode of inheritance (Mode of driver/model.h).
+// Summarises count codes, each 0, 1, 2 or 9, for the mode of inheritance (Mode of
+// driver/model.h).
 AlleleSummary summarise_alleles(const std::uint8_t* codes, int count, int mode);

@@ -1,5 +1,7 @@
 #include "driver/panel_input.h"
 
+#include <array>
+
 #include "driver/allele_freq.h"
 #include "driver/fatal.h"
 #include "driver/study.h"
@@ -20,8 +22,6 @@ std::string read_identifier(Words& words, std::string& id, int ln, const char* f
   return "";
 }
 
-// Reads `count` single-character codes into out, each the next non-blank
-// character, which must be one of `allowed`; nothing but blanks may follow.
 // The messages name a code `what` ("Genotype"), several `plural` ("genotypes"), its
 // column `column` ("in panel column") and what it should be `expected`.
 struct CodeWords {
@@ -33,23 +33,35 @@ struct CodeWords {
 const CodeWords kPanelCodes{"Genotype", "genotypes", "in panel column", "0, 1, 2 or 9 (missing)"};
 const CodeWords kHaplotypeCodes{"Allele", "alleles", "of haplotype", "0 or 1"};
 
-std::string read_codes(Words& words, int count, std::uint8_t* out, const char* allowed, const CodeWords& t, int ln,
-                       const char* file) {
-  const char*& p = words.pos();
-  const char* end = words.end();
+// Which characters a code may be, by character value.
+using CodeSet = std::array<bool, 256>;
+constexpr CodeSet code_set(const char* chars) {
+  CodeSet set{};
+  for (const char* c = chars; *c != '\0'; c++) set[static_cast<unsigned char>(*c)] = true;
+  return set;
+}
+constexpr CodeSet kPanelCodeSet = code_set("0129");
+constexpr CodeSet kHaplotypeCodeSet = code_set("01");
+
+// Reads `count` single-character codes into out, each the next non-blank
+// character, which must be in `allowed`; nothing but blanks may follow.
+std::string read_codes(Words& words, int count, std::uint8_t* out, const CodeSet& allowed, const CodeWords& t,
+                       int ln, const char* file) {
+  // A local copy of the cursor: the byte stores below could otherwise alias it.
+  const char* p = words.pos();
+  const char* const end = words.end();
   for (int c = 0; c < count; c++) {
     while (p < end && is_blank(*p)) p++;
     if (p == end)
       return format("Error: Line %d of '%s' has %d %s; %d expected as on its first line.\n", ln, file, c, t.plural,
                     count);
     char ch = *p++;
-    bool ok = false;
-    for (const char* a = allowed; *a != '\0'; a++) ok = ok || ch == *a;
-    if (!ok)
+    if (!allowed[static_cast<unsigned char>(ch)])
       return format("Error: %s '%c' %s %d on line %d of '%s' is not %s.\n", t.what, ch, t.column, c + 1, ln, file,
                     t.expected);
     out[c] = static_cast<std::uint8_t>(ch - '0');
   }
+  words.pos() = p;
   int extra = words.count_chars();
   if (extra > 0)
     return format("Error: Line %d of '%s' has %d %s; %d expected as on its first line.\n", ln, file, count + extra,
@@ -115,7 +127,7 @@ std::string read_panel(const std::string& efile, const Model& model, PanelData& 
     if (!words.next_char(panel.a1[snp]) || !words.next_char(panel.a2[snp]))
       return format("Error: Line %d of '%s' has no allele letters.\n", ln, file);
     std::uint8_t* out = panel.geno.data() + static_cast<std::size_t>(snp) * ncol;
-    if (std::string e = read_codes(words, ncol, out, "0129", kPanelCodes, ln, file); !e.empty()) return e;
+    if (std::string e = read_codes(words, ncol, out, kPanelCodeSet, kPanelCodes, ln, file); !e.empty()) return e;
     AlleleSummary s = summarise_alleles(out, ncol, model.mode);
     panel.freq[snp] = s.freq;
     panel.mode_freq[snp] = s.mode_freq;
@@ -158,7 +170,7 @@ std::string read_haplotypes(const std::string& hfile, PanelData& panel) {
     Words words(line);
     if (std::string e = read_identifier(words, panel.hap_id[rec], ln, file); !e.empty()) return e;
     std::uint8_t* out = panel.hap.data() + static_cast<std::size_t>(rec) * nhap;
-    if (std::string e = read_codes(words, nhap, out, "01", kHaplotypeCodes, ln, file); !e.empty())
+    if (std::string e = read_codes(words, nhap, out, kHaplotypeCodeSet, kHaplotypeCodes, ln, file); !e.empty())
       return e;
     rec++;
   }

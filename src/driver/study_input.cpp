@@ -182,9 +182,19 @@ std::string read_genotypes(const std::string& gfile, int mode, StudyData& study)
 
     // One code per individual of the phenotype file; the used ones are kept.
     std::uint8_t* out = study.geno.data() + static_cast<std::size_t>(snp) * n;
-    const char*& p = words.pos();
-    const char* end = words.end();
+    // A local copy of the cursor: the byte stores below could otherwise alias it.
+    const char* p = words.pos();
+    const char* const end = words.end();
     for (int i = 0; i < n_total; i++) {
+      // Most codes are one of 0, 1, 2 between single blanks.
+      if (end - p >= 3 && p[0] == ' ' && p[2] == ' ') {
+        unsigned digit = static_cast<unsigned char>(p[1]) - unsigned{'0'};
+        if (digit <= 2) {
+          if (used[i]) *out++ = static_cast<std::uint8_t>(digit);
+          p += 2;
+          continue;
+        }
+      }
       while (p < end && is_blank(*p)) p++;
       if (p == end)
         return format("Error: Line %d of '%s' has %d genotypes; %d expected, one per individual in the phenotype "
@@ -212,6 +222,7 @@ std::string read_genotypes(const std::string& gfile, int mode, StudyData& study)
       }
       if (used[i]) *out++ = static_cast<std::uint8_t>(code);
     }
+    words.pos() = p;
     if (!words.at_end())
       return format("Error: Line %d of '%s' has %d genotypes; %d expected, one per individual in the phenotype "
                     "file.\n",
