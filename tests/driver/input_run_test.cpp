@@ -37,12 +37,11 @@ std::string after_defaults(const std::string& out) {
 
 // Runs on the inputs with `name` replaced by `text` and expects the run to stop
 // with exactly `error` as its last line before the stop message.
-void fails(const std::string& name, const std::string& text, const std::string& error,
-           const std::vector<std::string>& args = {}) {
+void fails(const std::string& name, const std::string& text, const std::string& error) {
   ScratchDir dir;
   write_inputs(dir);
   dir.write(name, text);
-  RunResult r = run_kestrova(dir, args);
+  RunResult r = run_kestrova(dir, {});
   EXPECT_EQ(r.status, 1) << name << ":\n" << text;
   const std::string tail = error + kStop;
   ASSERT_GE(r.out.size(), tail.size()) << r.out;
@@ -99,56 +98,70 @@ TEST(InputRun, CrlfTabsAndBlankLinesReadLikePlainFiles) {
       << r.out;
 }
 
-TEST(InputRun, PanelColumnsDifferentFromPanelLineStopTheRun) {
-  // 3 x 1 + 1 = 4 columns expected; the first line holds 5.
-  fails("external.dat", "rs1 100 A G 01201\nrs5 150 A G 0121\n",
-        "'PANEL' information does not match with 'external.dat'\n");
+TEST(InputRun, PanelColumnsDifferentFromThePanelLineStopTheRun) {
+  // PANEL = 1 0 1 asks for 4 columns; the first line holds 5. The line has no "Error: ".
   ScratchDir dir;
   write_inputs(dir);
-  dir.write("ext.dat", "rs1 100 A G 012\n");
+  dir.write("ext.dat", "rs1 100 A G 01201\nrs5 150 A G 0121\n");
   RunResult r = run_kestrova(dir, {"-efile", "ext.dat"});
   EXPECT_EQ(r.status, 1);
   EXPECT_NE(r.out.find("3 SNPs and 5 individuals read from 'genotype.dat'\n"
-                       "'PANEL' information does not match with 'ext.dat'\n" +
-                       std::string(kStop)),
+                       "'PANEL' information does not match with 'ext.dat'\n" + std::string(kStop)),
             std::string::npos)
       << r.out;
 }
 
-TEST(InputRun, MalformedPhenotypesStopTheRun) {
-  fails("phenotype.dat", "STATUS AGE\n1 30\n\n0\n", "Error: Line 4 of 'phenotype.dat' has 1 columns; 2 expected.\n");
-  fails("phenotype.dat", "STATUS AGE\n1 30 4\n", "Error: Line 2 of 'phenotype.dat' has 3 columns; 2 expected.\n");
-  fails("phenotype.dat", "STATUS AGE\n1e12 30\n",
-        "Error: Line 2 of 'phenotype.dat' has status 1e+12, too large for an integer.\n");
-  fails("phenotype.dat", "STATUS AGE\nNA 30\n1 NA\n",
-        "2 individuals read from 'phenotype.dat', 0 used in analysis\n"
-        "Error: No individual of 'phenotype.dat' can be used in the analysis.\n");
-}
-
-TEST(InputRun, MalformedGenotypesStopTheRun) {
-  fails("genotype.dat", "rs1 100 0 A G 0 1 2 1 0\nrs2 200 0 A G 0 1 2 1\n",
-        "Error: Line 2 of 'genotype.dat' has 4 genotypes; 5 expected, one per individual in the phenotype file.\n");
-  fails("genotype.dat", "rs1 100 0 A G 0 1 2 1 0 1\n",
-        "Error: Line 1 of 'genotype.dat' has 6 genotypes; 5 expected, one per individual in the phenotype file.\n");
-  fails("genotype.dat", "\n\nrs1 100 0 A G 0 1 NA 1 0\n",
-        "Error: Genotype 'NA' of individual 3 on line 3 of 'genotype.dat' is not an integer.\n");
-  fails("genotype.dat", "rs1 100 0 A G 0 1 2 1 3\n",
-        "Error: Genotype 3 of individual 5 on line 1 of 'genotype.dat' is not 0, 1, 2 or 9 (missing).\n");
-  fails("genotype.dat", "rs1 abc 0 A G 0 1 2 1 0\n",
-        "Error: Position 'abc' on line 1 of 'genotype.dat' is not an integer.\n");
-  fails("genotype.dat", "rs1 100 0\n", "Error: Line 1 of 'genotype.dat' has no allele letters.\n");
-  fails("genotype.dat", "identifier-of-exactly-30-chars 100 0 A G 0 1 2 1 0\n",
-        "Error: SNP identifier 'identifier-of-exactly-30-chars' on line 1 of 'genotype.dat' is longer than 29 "
-        "characters.\n");
-}
-
-TEST(InputRun, MalformedPanelAndHaplotypesStopTheRun) {
-  fails("external.dat", "rs1 100 A G 0120\nrs5 150 A G 0 1 2\n",
-        "Error: Line 2 of 'external.dat' has 3 genotypes; 4 expected as on its first line.\n");
-  fails("external.dat", "rs1 100 A G 0120\nrs5 150 A G 0 1 2 -\n",
-        "Error: Genotype '-' in panel column 4 on line 2 of 'external.dat' is not 0, 1, 2 or 9 (missing).\n");
-  fails("haplotype.dat", "rs1 0101\nrs5 110\n",
-        "Error: Line 2 of 'haplotype.dat' has 3 alleles; 4 expected as on its first line.\n");
-  fails("haplotype.dat", "rs1 0101\nrs5 1109\n",
-        "Error: Allele '9' of haplotype 4 on line 2 of 'haplotype.dat' is not 0 or 1.\n");
+TEST(InputRun, EachMalformedInputStopsTheRunNamingFileAndLine) {
+  const std::string kOnePerIndividual = "; 5 expected, one per individual in the phenotype file.\n";
+  const std::string kAsFirst = " expected as on its first line.\n";
+  const struct {
+    const char* file;
+    const char* text;
+    std::string error;
+  } cases[] = {
+      {"phenotype.dat", "STATUS AGE\n1 30\n\n0\n", "Error: Line 4 of 'phenotype.dat' has 1 columns; 2 expected.\n"},
+      {"phenotype.dat", "STATUS AGE\n1 30 4\n", "Error: Line 2 of 'phenotype.dat' has 3 columns; 2 expected.\n"},
+      {"phenotype.dat", "STATUS AGE\n1e12 30\n",
+       "Error: Line 2 of 'phenotype.dat' has status 1e+12, too large for an integer.\n"},
+      {"phenotype.dat", "STATUS AGE\nNA 30\n1 NA\n",
+       "2 individuals read from 'phenotype.dat', 0 used in analysis\n"
+       "Error: No individual of 'phenotype.dat' can be used in the analysis.\n"},
+      {"genotype.dat", "rs1 100 0 A G 0 1 2 1 0\n\nrs2 200 0 A G 0 1 2 1\n",
+       "Error: Line 3 of 'genotype.dat' has 4 genotypes" + kOnePerIndividual},
+      {"genotype.dat", "rs1 100 0 A G 0 1 2 1 0 1\n", "Error: Line 1 of 'genotype.dat' has 6 genotypes" + kOnePerIndividual},
+      {"genotype.dat", "rs1 100 0 A G\n", "Error: Line 1 of 'genotype.dat' has 0 genotypes" + kOnePerIndividual},
+      {"genotype.dat", "rs1 100 0 A G 0 1 NA 1 0\n",
+       "Error: Genotype 'NA' of individual 3 on line 1 of 'genotype.dat' is not an integer.\n"},
+      {"genotype.dat", "rs1 100 0 A G 0 1.0 2 1 0\n",
+       "Error: Genotype '1.0' of individual 2 on line 1 of 'genotype.dat' is not an integer.\n"},
+      {"genotype.dat", "rs1 100 0 A G 0 1 2 1 3\n",
+       "Error: Genotype 3 of individual 5 on line 1 of 'genotype.dat' is not 0, 1, 2 or 9 (missing).\n"},
+      {"genotype.dat", "rs1 100 0 A G 0 1 2 -1 0\n",
+       "Error: Genotype -1 of individual 4 on line 1 of 'genotype.dat' is not 0, 1, 2 or 9 (missing).\n"},
+      {"genotype.dat", "rs1 1e5 0 A G 0 1 2 1 0\n",
+       "Error: Position '1e5' on line 1 of 'genotype.dat' is not an integer.\n"},
+      {"genotype.dat", "rs1 300000000 0 A G 0 1 2 1 0\n",
+       "Error: Position 300000000 on line 1 of 'genotype.dat' is out of range (-299999999 to 299999999).\n"},
+      {"genotype.dat", "rs1 100 x A G 0 1 2 1 0\n",
+       "Error: Strand flag 'x' on line 1 of 'genotype.dat' is not an integer.\n"},
+      {"genotype.dat", "rs1\n", "Error: Line 1 of 'genotype.dat' has no position.\n"},
+      {"genotype.dat", "rs1 100\n", "Error: Line 1 of 'genotype.dat' has no strand flag.\n"},
+      {"genotype.dat", "rs1 100 0 A\n", "Error: Line 1 of 'genotype.dat' has no allele letters.\n"},
+      {"genotype.dat", "identifier-of-exactly-30-chars 100 0 A G 0 1 2 1 0\n",
+       "Error: SNP identifier 'identifier-of-exactly-30-chars' on line 1 of 'genotype.dat' is longer than 29 "
+       "characters.\n"},
+      {"external.dat", "rs1 100 A G 0120\nrs5 150 A G 0 1 2\n",
+       "Error: Line 2 of 'external.dat' has 3 genotypes; 4" + kAsFirst},
+      {"external.dat", "rs1 100 A G 0120\n\nrs5 150 A G 0 1 2 10\n",
+       "Error: Line 3 of 'external.dat' has 5 genotypes; 4" + kAsFirst},
+      {"external.dat", "rs1 100 A G 0120\nrs5 150 A G 0 1 2 -\n",
+       "Error: Genotype '-' in panel column 4 on line 2 of 'external.dat' is not 0, 1, 2 or 9 (missing).\n"},
+      {"external.dat", "rs1 100 A G 0125\n",
+       "Error: Genotype '5' in panel column 4 on line 1 of 'external.dat' is not 0, 1, 2 or 9 (missing).\n"},
+      {"external.dat", "rs1 1.5 A G 0120\n", "Error: Position '1.5' on line 1 of 'external.dat' is not an integer.\n"},
+      {"haplotype.dat", "rs1 0101\nrs5 110\n", "Error: Line 2 of 'haplotype.dat' has 3 alleles; 4" + kAsFirst},
+      {"haplotype.dat", "rs1 0101\nrs5 1109\n",
+       "Error: Allele '9' of haplotype 4 on line 2 of 'haplotype.dat' is not 0 or 1.\n"},
+  };
+  for (const auto& c : cases) fails(c.file, c.text, c.error);
 }
