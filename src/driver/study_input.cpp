@@ -202,24 +202,14 @@ std::string read_genotypes(const std::string& gfile, int mode, StudyData& study)
                       ln, file, i, n_total);
       const char* start = p;
       while (p < end && !is_blank(*p)) p++;
-      int code = -1;
-      if (p - start == 1) {
-        code = *start - '0';
-      } else {
-        std::string_view w(start, static_cast<std::size_t>(p - start));
-        if (!parse_int(w, code))
-          return format("Error: Genotype '%s' of individual %d on line %d of '%s' is not an integer.\n",
-                        word_text(w).c_str(), i + 1, ln, file);
-      }
-      if (code != 0 && code != 1 && code != 2 && code != kMissingGenotype) {
-        std::string_view w(start, static_cast<std::size_t>(p - start));
-        int v = 0;
-        if (!parse_int(w, v))
-          return format("Error: Genotype '%s' of individual %d on line %d of '%s' is not an integer.\n",
-                        word_text(w).c_str(), i + 1, ln, file);
-        return format("Error: Genotype %d of individual %d on line %d of '%s' is not 0, 1, 2 or 9 (missing).\n", v,
+      const std::string_view w(start, static_cast<std::size_t>(p - start));
+      int code = 0;
+      if (!parse_int(w, code))
+        return format("Error: Genotype '%s' of individual %d on line %d of '%s' is not an integer.\n",
+                      word_text(w).c_str(), i + 1, ln, file);
+      if (code != 0 && code != 1 && code != 2 && code != kMissingGenotype)
+        return format("Error: Genotype %d of individual %d on line %d of '%s' is not 0, 1, 2 or 9 (missing).\n", code,
                       i + 1, ln, file);
-      }
       if (used[i]) *out++ = static_cast<std::uint8_t>(code);
     }
     words.pos() = p;
