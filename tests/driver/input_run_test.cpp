@@ -8,7 +8,7 @@ namespace {
 
 const char* const kStop = "\nKestrova was stopped due to error(s) listed above.\n\n";
 
-const char* const kSpec = "DESIGN = case-control\nPANEL = 1 0 1\nEFFECT = G AGE\nOUTPUT = G\n";
+const char* const kModelFile = "DESIGN = case-control\nPANEL = 1 0 1\nEFFECT = G AGE\nOUTPUT = G\n";
 const char* const kPhenotypes = "STATUS AGE\n1 30\n0 NA\nNA 40\n1 50\n0 60\n";
 const char* const kGenotypes =
     "rs1 100 0 A G 0 1 2 1 0\n"
@@ -21,7 +21,7 @@ const char* const kPanel =
 const char* const kHaplotypes = "rs1 0101\nrs5 1100\n";
 
 void write_inputs(const ScratchDir& dir) {
-  dir.write("specification.txt", kSpec);
+  dir.write("specification.txt", kModelFile);
   dir.write("phenotype.dat", kPhenotypes);
   dir.write("genotype.dat", kGenotypes);
   dir.write("external.dat", kPanel);

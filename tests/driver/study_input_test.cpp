@@ -15,11 +15,11 @@ struct Study {
   StudyData study;
 };
 
-// Reads the model from spec, the phenotypes and, if given, the genotypes.
-Study read_study(const std::string& phenotypes, const std::string& spec, const std::string& genotypes = "") {
+// Reads the model from the model file text, the phenotypes and, if given, the genotypes.
+Study read_study(const std::string& phenotypes, const std::string& model_file, const std::string& genotypes = "") {
   ScratchDir dir;
   dir.write("phenotype.dat", phenotypes);
-  dir.write("specification.txt", spec);
+  dir.write("specification.txt", model_file);
   dir.write("genotype.dat", genotypes);
   Study s;
   std::vector<std::string> warnings;
@@ -32,13 +32,13 @@ Study read_study(const std::string& phenotypes, const std::string& spec, const s
   return s;
 }
 
-const char* const kSpec = "DESIGN = case-control\nCATEGORICAL = SEX\nEFFECT = G AGE\nOUTPUT = G\n";
+const char* const kModelFile = "DESIGN = case-control\nCATEGORICAL = SEX\nEFFECT = G AGE\nOUTPUT = G\n";
 
 }  // namespace
 
 TEST(Phenotypes, MissingResponseOrModelCovariateExcludesOtherGapsAreKept) {
   // SEX is only CATEGORICAL and BMI nowhere in the model: their gaps keep the individual.
-  Study s = read_study("STATUS AGE SEX BMI\n1 30 1 22.5\nNA 31 2 23\n0 NA 1 24\n0.9 33 . 25\n1.2 34 2 x\n", kSpec);
+  Study s = read_study("STATUS AGE SEX BMI\n1 30 1 22.5\nNA 31 2 23\n0 NA 1 24\n0.9 33 . 25\n1.2 34 2 x\n", kModelFile);
   const StudyData& d = s.study;
   EXPECT_EQ(d.n_total, 5);
   EXPECT_EQ(d.n, 3);
@@ -62,8 +62,8 @@ TEST(Phenotypes, CohortEventIsTruncatedTowardZero) {
 }
 
 TEST(Phenotypes, BlankLinesCrlfAndTabsReadLikePlainText) {
-  Study plain = read_study("STATUS AGE SEX\n1 30 1\n0 31 2\n", kSpec);
-  Study messy = read_study("\n  \r\nSTATUS\tAGE  SEX\r\n\r\n1\t30 \t 1\r\n \t\n0 31 2", kSpec);
+  Study plain = read_study("STATUS AGE SEX\n1 30 1\n0 31 2\n", kModelFile);
+  Study messy = read_study("\n  \r\nSTATUS\tAGE  SEX\r\n\r\n1\t30 \t 1\r\n \t\n0 31 2", kModelFile);
   EXPECT_EQ(messy.study.n_total, 2);
   EXPECT_EQ(messy.study.STATUS, plain.study.STATUS);
   EXPECT_EQ(messy.study.cov, plain.study.cov);
@@ -94,7 +94,7 @@ TEST(Genotypes, CodesOfUsedIndividualsAndFrequenciesPerMode) {
                            "rs4 400 0 AT 0 0 0 0 1";
   const char* modes[] = {"additive", "recessive", "dominant", "codominant"};
   for (int mode = kAdditive; mode <= kCodominant; mode++) {
-    Study s = read_study(phen, std::string(kSpec) + "MODE = " + modes[mode - 1] + "\n", geno);
+    Study s = read_study(phen, std::string(kModelFile) + "MODE = " + modes[mode - 1] + "\n", geno);
     const StudyData& d = s.study;
     ASSERT_EQ(d.nsnp, 4);
     EXPECT_EQ(d.id, (std::vector<std::string>{"rs1", "rs2", "rs3", "rs4"}));
