@@ -12,6 +12,7 @@ inline constexpr std::uint8_t kMissingGenotype = 9;
 struct StudyData {
   int n_total = 0;  // individuals in the phenotype file
   int n = 0;        // individuals used in the analysis
+  std::vector<char> used;  // per individual of the phenotype file, in file order: 1 used, 0 excluded
   int p = 0;        // covariate columns
   std::vector<int> STATUS;     // case-control: 1 case, 0 control
   std::vector<double> TIME;    // cohort: follow-up time

@@ -1,0 +1,180 @@
+#include "driver/panel_input.h"
+
+#include <array>
+
+#include "driver/allele_freq.h"
+#include "driver/fatal.h"
+#include "driver/study.h"
+#include "driver/tokenizer.h"
+
+namespace {
+
+std::string unreadable(const std::string& file) { return format("Error: '%s' could not be read.\n", file.c_str()); }
+
+// The identifier word at the start of a record, checked for length.
+std::string read_identifier(Words& words, std::string& id, int ln, const char* file) {
+  std::string_view word;
+  words.next(word);
+  if (word.size() > static_cast<std::size_t>(kMaxWordLength))
+    return format("Error: SNP identifier '%s' on line %d of '%s' is longer than %d characters.\n",
+                  std::string(word).c_str(), ln, file, kMaxWordLength);
+  id = word;
+  return "";
+}
+
+// The messages name a code `what` ("Genotype"), several `plural` ("genotypes"), its
+// column `column` ("in panel column") and what it should be `expected`.
+struct CodeWords {
+  const char* what;
+  const char* plural;
+  const char* column;
+  const char* expected;
+};
+const CodeWords kPanelCodes{"Genotype", "genotypes", "in panel column", "0, 1, 2 or 9 (missing)"};
+const CodeWords kHaplotypeCodes{"Allele", "alleles", "of haplotype", "0 or 1"};
+
+// Which characters a code may be, by character value.
+using CodeSet = std::array<bool, 256>;
+constexpr CodeSet code_set(const char* chars) {
+  CodeSet set{};
+  for (const char* c = chars; *c != '\0'; c++) set[static_cast<unsigned char>(*c)] = true;
+  return set;
+}
+constexpr CodeSet kPanelCodeSet = code_set("0129");
+constexpr CodeSet kHaplotypeCodeSet = code_set("01");
+
+// Reads `count` single-character codes into out, each the next non-blank
+// character, which must be in `allowed`; nothing but blanks may follow.
+std::string read_codes(Words& words, int count, std::uint8_t* out, const CodeSet& allowed, const CodeWords& t,
+                       int ln, const char* file) {
+  // A local copy of the cursor: the byte stores below could otherwise alias it.
+  const char* p = words.pos();
+  const char* const end = words.end();
+  for (int c = 0; c < count; c++) {
+    while (p < end && is_blank(*p)) p++;
+    if (p == end)
+      return format("Error: Line %d of '%s' has %d %s; %d expected as on its first line.\n", ln, file, c, t.plural,
+                    count);
+    char ch = *p++;
+    if (!allowed[static_cast<unsigned char>(ch)])
+      return format("Error: %s '%c' %s %d on line %d of '%s' is not %s.\n", t.what, ch, t.column, c + 1, ln, file,
+                    t.expected);
+    out[c] = static_cast<std::uint8_t>(ch - '0');
+  }
+  words.pos() = p;
+  int extra = words.count_chars();
+  if (extra > 0)
+    return format("Error: Line %d of '%s' has %d %s; %d expected as on its first line.\n", ln, file, count + extra,
+                  t.plural, count);
+  return "";
+}
+
+}  // namespace
+
+std::string read_panel(const std::string& efile, const Model& model, PanelData& panel) {
+  LineReader in;
+  if (!in.open(efile)) return format("Error: '%s' does not exist.\n", efile.c_str());
+  const char* file = efile.c_str();
+
+  // First pass: the column count from the first line, and the number of SNPs.
+  std::string_view line;
+  int nsnp = 0, ncol = 0;
+  while (in.next(line)) {
+    if (!has_word(line)) continue;
+    if (nsnp++ == 0) {
+      Words words(line);
+      std::string_view skip;
+      char letter = 0;
+      words.next(skip);
+      words.next(skip);
+      words.next_char(letter);
+      words.next_char(letter);
+      ncol = words.count_chars();
+    }
+  }
+  if (in.failed()) return unreadable(efile);
+  if (ncol != 3 * model.nTR + 2 * model.nDU + model.nUN)
+    return format("'PANEL' information does not match with '%s'\n", file);
+  in.rewind();
+
+  panel.ncol = ncol;
+  panel.nsnp = nsnp;
+  panel.id.assign(nsnp, std::string());
+  panel.pos.assign(nsnp, 0);
+  panel.a1.assign(nsnp, ' ');
+  panel.a2.assign(nsnp, ' ');
+  panel.freq.assign(nsnp, 0.0);
+  panel.mode_freq.assign(nsnp, 0.0);
+  panel.geno.assign(static_cast<std::size_t>(nsnp) * ncol, 0);
+
+  int snp = 0;
+  while (in.next(line)) {
+    if (!has_word(line)) continue;
+    const int ln = in.line_number();
+    if (snp == nsnp) return format("Error: '%s' changed while it was read.\n", file);
+    Words words(line);
+    if (std::string e = read_identifier(words, panel.id[snp], ln, file); !e.empty()) return e;
+    std::string_view word;
+    if (!words.next(word)) return format("Error: Line %d of '%s' has no position.\n", ln, file);
+    int value = 0;
+    if (!parse_int(word, value))
+      return format("Error: Position '%s' on line %d of '%s' is not an integer.\n", std::string(word).c_str(), ln,
+                    file);
+    if (value <= kLeftSentinel || value >= kRightSentinel)
+      return format("Error: Position %d on line %d of '%s' is out of range (%d to %d).\n", value, ln, file,
+                    kLeftSentinel + 1, kRightSentinel - 1);
+    panel.pos[snp] = value;
+    if (!words.next_char(panel.a1[snp]) || !words.next_char(panel.a2[snp]))
+      return format("Error: Line %d of '%s' has no allele letters.\n", ln, file);
+    std::uint8_t* out = panel.geno.data() + static_cast<std::size_t>(snp) * ncol;
+    if (std::string e = read_codes(words, ncol, out, kPanelCodeSet, kPanelCodes, ln, file); !e.empty()) return e;
+    AlleleSummary s = summarise_alleles(out, ncol, model.mode);
+    panel.freq[snp] = s.freq;
+    panel.mode_freq[snp] = s.mode_freq;
+    snp++;
+  }
+  if (in.failed()) return unreadable(efile);
+  if (snp != nsnp) return format("Error: '%s' changed while it was read.\n", file);
+  return "";
+}
+
+std::string read_haplotypes(const std::string& hfile, PanelData& panel) {
+  LineReader in;
+  if (!in.open(hfile)) return format("Error: '%s' does not exist.\n", hfile.c_str());
+  const char* file = hfile.c_str();
+
+  std::string_view line;
+  int nrec = 0, nhap = 0;
+  while (in.next(line)) {
+    if (!has_word(line)) continue;
+    if (nrec++ == 0) {
+      Words words(line);
+      std::string_view skip;
+      words.next(skip);
+      nhap = words.count_chars();
+    }
+  }
+  if (in.failed()) return unreadable(hfile);
+  in.rewind();
+
+  panel.nhap = nhap;
+  panel.nhap_snp = nrec;
+  panel.hap_id.assign(nrec, std::string());
+  panel.hap.assign(static_cast<std::size_t>(nrec) * nhap, 0);
+
+  int rec = 0;
+  while (in.next(line)) {
+    if (!has_word(line)) continue;
+    const int ln = in.line_number();
+    if (rec == nrec) return format("Error: '%s' changed while it was read.\n", file);
+    Words words(line);
+    if (std::string e = read_identifier(words, panel.hap_id[rec], ln, file); !e.empty()) return e;
+    std::uint8_t* out = panel.hap.data() + static_cast<std::size_t>(rec) * nhap;
+    if (std::string e = read_codes(words, nhap, out, kHaplotypeCodeSet, kHaplotypeCodes, ln, file); !e.empty())
+      return e;
+    rec++;
+  }
+  if (in.failed()) return unreadable(hfile);
+  if (rec != nrec) return format("Error: '%s' changed while it was read.\n", file);
+  return "";
+}

@@ -1,0 +1,230 @@
+#include "driver/study_input.h"
+
+#include <cmath>
+#include <limits>
+
+#include "driver/allele_freq.h"
+#include "driver/fatal.h"
+#include "driver/panel.h"
+#include "driver/tokenizer.h"
+
+namespace {
+
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+// Truncation toward zero of a status or event value; false when it leaves the int range.
+bool truncate_to_int(double v, int& out) {
+  if (!(v > -2147483649.0 && v < 2147483648.0)) return false;
+  out = static_cast<int>(v);
+  return true;
+}
+
+std::string unreadable(const std::string& file) { return format("Error: '%s' could not be read.\n", file.c_str()); }
+
+std::string word_text(std::string_view w) { return std::string(w); }
+
+}  // namespace
+
+std::string read_phenotypes(const std::string& pfile, const Model& model, StudyData& study) {
+  LineReader in;
+  if (!in.open(pfile)) return format("Error: '%s' does not exist.\n", pfile.c_str());
+  const int responses = model.design == kCohort ? 2 : 1;
+  const int columns = responses + model.p;
+
+  study = StudyData{};
+  study.p = model.p;
+  std::vector<double> values(static_cast<std::size_t>(columns));
+  // Covariates whose absence excludes an individual: the main effects of the model.
+  std::vector<char> required(static_cast<std::size_t>(model.p));
+  for (int k = 0; k < model.p; k++) required[k] = model.effect[k][k] == 1 || model.effect[k][k] == 2;
+
+  std::string_view line;
+  bool header = false;
+  while (!header && in.next(line)) header = has_word(line);
+  while (in.next(line)) {
+    if (!has_word(line)) continue;
+    Words words(line);
+    std::string_view word;
+    int count = 0;
+    while (words.next(word)) {
+      if (count < columns) {
+        double v = 0.0;
+        values[count] = parse_number(word, v) ? v : kNaN;
+      }
+      count++;
+    }
+    if (count != columns)
+      return format("Error: Line %d of '%s' has %d columns; %d expected.\n", in.line_number(), pfile.c_str(), count,
+                    columns);
+    study.n_total++;
+
+    bool use = true;
+    for (int c = 0; c < responses; c++) use = use && !std::isnan(values[c]);
+    for (int k = 0; k < model.p; k++) use = use && !(required[k] && std::isnan(values[responses + k]));
+    study.used.push_back(use ? 1 : 0);
+    if (!use) continue;
+    study.n++;
+
+    int whole = 0;
+    switch (model.design) {
+      case kCaseControl:
+        if (!truncate_to_int(values[0], whole))
+          return format("Error: Line %d of '%s' has status %g, too large for an integer.\n", in.line_number(),
+                        pfile.c_str(), values[0]);
+        study.STATUS.push_back(whole);
+        break;
+      case kCohort:
+        if (!truncate_to_int(values[1], whole))
+          return format("Error: Line %d of '%s' has event %g, too large for an integer.\n", in.line_number(),
+                        pfile.c_str(), values[1]);
+        study.TIME.push_back(values[0]);
+        study.EVENT.push_back(whole);
+        break;
+      default:
+        study.TRAIT.push_back(values[0]);
+        break;
+    }
+    study.cov.insert(study.cov.end(), values.begin() + responses, values.end());
+  }
+  if (in.failed()) return unreadable(pfile);
+  study.STATUS.shrink_to_fit();
+  study.TIME.shrink_to_fit();
+  study.EVENT.shrink_to_fit();
+  study.TRAIT.shrink_to_fit();
+  study.cov.shrink_to_fit();
+  study.used.shrink_to_fit();
+  return "";
+}
+
+void order_dependent_first(Model& model, StudyData& study) {
+  const int p = model.p;
+  const int count = model.p + model.pH;
+  // from[k]: the file-order index of the name that goes to place k.
+  std::vector<int> from;
+  for (char kind : {'D', 'I'})
+    for (int k = 0; k < p; k++)
+      if ((model.dep[k] == 'D') == (kind == 'D')) from.push_back(k);
+  for (int k = p; k < count; k++) from.push_back(k);
+
+  Model old = model;
+  for (int k = 0; k < p; k++) {
+    model.names[k] = old.names[from[k]];
+    model.categorical[k] = old.categorical[from[k]];
+    model.dep[k] = old.dep[from[k]];
+  }
+  for (int a = 0; a < count; a++)
+    for (int b = 0; b < count; b++) model.effect[a][b] = old.effect[from[a]][from[b]];
+
+  std::vector<double> row(static_cast<std::size_t>(p));
+  for (int i = 0; i < study.n; i++) {
+    double* r = study.cov.data() + static_cast<std::size_t>(i) * p;
+    for (int k = 0; k < p; k++) row[k] = r[from[k]];
+    std::copy(row.begin(), row.end(), r);
+  }
+}
+
+std::string read_genotypes(const std::string& gfile, int mode, StudyData& study) {
+  LineReader in;
+  if (!in.open(gfile)) return format("Error: '%s' does not exist.\n", gfile.c_str());
+  const char* file = gfile.c_str();
+
+  // First pass: the number of SNPs, so that every array is sized exactly.
+  std::string_view line;
+  int nsnp = 0;
+  while (in.next(line)) nsnp += has_word(line);
+  if (in.failed()) return unreadable(gfile);
+  in.rewind();
+
+  const std::size_t n = static_cast<std::size_t>(study.n);
+  study.nsnp = nsnp;
+  study.id.assign(nsnp, std::string());
+  study.pos.assign(nsnp, 0);
+  study.strand.assign(nsnp, 0);
+  study.a1.assign(nsnp, ' ');
+  study.a2.assign(nsnp, ' ');
+  study.freq.assign(nsnp, 0.0);
+  study.missing.assign(nsnp, 0.0);
+  study.mode_freq.assign(nsnp, 0.0);
+  study.geno.assign(static_cast<std::size_t>(nsnp) * n, 0);
+
+  const int n_total = study.n_total;
+  const char* used = study.used.data();
+  int snp = 0;
+  while (in.next(line)) {
+    if (!has_word(line)) continue;
+    const int ln = in.line_number();
+    if (snp == nsnp) return format("Error: '%s' changed while it was read.\n", file);
+    Words words(line);
+    std::string_view word;
+    words.next(word);
+    if (word.size() > static_cast<std::size_t>(kMaxWordLength))
+      return format("Error: SNP identifier '%s' on line %d of '%s' is longer than %d characters.\n",
+                    word_text(word).c_str(), ln, file, kMaxWordLength);
+    study.id[snp] = word;
+
+    if (!words.next(word)) return format("Error: Line %d of '%s' has no position.\n", ln, file);
+    int value = 0;
+    if (!parse_int(word, value))
+      return format("Error: Position '%s' on line %d of '%s' is not an integer.\n", word_text(word).c_str(), ln, file);
+    if (value <= kLeftSentinel || value >= kRightSentinel)
+      return format("Error: Position %d on line %d of '%s' is out of range (%d to %d).\n", value, ln, file,
+                    kLeftSentinel + 1, kRightSentinel - 1);
+    study.pos[snp] = value;
+
+    if (!words.next(word)) return format("Error: Line %d of '%s' has no strand flag.\n", ln, file);
+    if (!parse_int(word, value))
+      return format("Error: Strand flag '%s' on line %d of '%s' is not an integer.\n", word_text(word).c_str(), ln,
+                    file);
+    study.strand[snp] = value;
+
+    if (!words.next_char(study.a1[snp]) || !words.next_char(study.a2[snp]))
+      return format("Error: Line %d of '%s' has no allele letters.\n", ln, file);
+
+    // One code per individual of the phenotype file; the used ones are kept.
+    std::uint8_t* out = study.geno.data() + static_cast<std::size_t>(snp) * n;
+    // A local copy of the cursor: the byte stores below could otherwise alias it.
+    const char* p = words.pos();
+    const char* const end = words.end();
+    for (int i = 0; i < n_total; i++) {
+      // Most codes are one of 0, 1, 2 between single blanks.
+      if (end - p >= 3 && p[0] == ' ' && p[2] == ' ') {
+        unsigned digit = static_cast<unsigned char>(p[1]) - unsigned{'0'};
+        if (digit <= 2) {
+          if (used[i]) *out++ = static_cast<std::uint8_t>(digit);
+          p += 2;
+          continue;
+        }
+      }
+      while (p < end && is_blank(*p)) p++;
+      if (p == end)
+        return format("Error: Line %d of '%s' has %d genotypes; %d expected, one per individual in the phenotype "
+                      "file.\n",
+                      ln, file, i, n_total);
+      const char* start = p;
+      while (p < end && !is_blank(*p)) p++;
+      const std::string_view w(start, static_cast<std::size_t>(p - start));
+      int code = 0;
+      if (!parse_int(w, code))
+        return format("Error: Genotype '%s' of individual %d on line %d of '%s' is not an integer.\n",
+                      word_text(w).c_str(), i + 1, ln, file);
+      if (code != 0 && code != 1 && code != 2 && code != kMissingGenotype)
+        return format("Error: Genotype %d of individual %d on line %d of '%s' is not 0, 1, 2 or 9 (missing).\n", code,
+                      i + 1, ln, file);
+      if (used[i]) *out++ = static_cast<std::uint8_t>(code);
+    }
+    words.pos() = p;
+    if (!words.at_end())
+      return format("Error: Line %d of '%s' has %d genotypes; %d expected, one per individual in the phenotype "
+                    "file.\n",
+                    ln, file, n_total + words.count_words(), n_total);
+
+    AlleleSummary s = summarise_alleles(study.genotypes(snp), study.n, mode);
+    study.freq[snp] = s.freq;
+    study.missing[snp] = static_cast<double>(study.n - s.typed) / study.n;
+    study.mode_freq[snp] = s.mode_freq;
+    snp++;
+  }
+  if (in.failed()) return unreadable(gfile);
+  if (snp != nsnp) return format("Error: '%s' changed while it was read.\n", file);
+  return "";
+}

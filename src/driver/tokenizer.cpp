@@ -1,0 +1,130 @@
+#include "driver/tokenizer.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstring>
+
+LineReader::LineReader(std::size_t block_size) : buf_(block_size > 0 ? block_size : 1) {}
+
+bool LineReader::open(const std::string& name) {
+  file_.reset(std::fopen(name.c_str(), "rb"));
+  begin_ = scan_ = end_ = 0;
+  eof_ = failed_ = false;
+  line_ = 0;
+  return file_ != nullptr;
+}
+
+void LineReader::rewind() {
+  if (file_) {
+    std::clearerr(file_.get());
+    std::fseek(file_.get(), 0, SEEK_SET);
+  }
+  begin_ = scan_ = end_ = 0;
+  eof_ = failed_ = false;
+  line_ = 0;
+}
+
+bool LineReader::next(std::string_view& line) {
+  if (!file_) return false;
+  for (;;) {
+    if (scan_ < end_) {
+      const void* nl = std::memchr(buf_.data() + scan_, '\n', end_ - scan_);
+      if (nl != nullptr) {
+        std::size_t at = static_cast<std::size_t>(static_cast<const char*>(nl) - buf_.data());
+        line = std::string_view(buf_.data() + begin_, at - begin_);
+        begin_ = scan_ = at + 1;
+        line_++;
+        return true;
+      }
+    }
+    if (eof_) {
+      if (begin_ == end_) return false;
+      // The last line has no newline.
+      line = std::string_view(buf_.data() + begin_, end_ - begin_);
+      begin_ = scan_ = end_;
+      line_++;
+      return true;
+    }
+    // Keep the unfinished line at the front and fill the rest of the buffer,
+    // doubling it when one line fills it entirely.
+    if (begin_ > 0) {
+      std::memmove(buf_.data(), buf_.data() + begin_, end_ - begin_);
+      end_ -= begin_;
+      begin_ = 0;
+    }
+    scan_ = end_;
+    if (end_ == buf_.size()) buf_.resize(2 * buf_.size());
+    std::size_t got = std::fread(buf_.data() + end_, 1, buf_.size() - end_, file_.get());
+    if (got == 0) {
+      eof_ = true;
+      if (std::ferror(file_.get())) {
+        failed_ = true;
+        return false;
+      }
+    }
+    end_ += got;
+  }
+}
+
+bool has_word(std::string_view line) {
+  for (char c : line)
+    if (!is_blank(c)) return true;
+  return false;
+}
+
+int Words::count_words() const {
+  int count = 0;
+  const char* p = p_;
+  while (p < end_) {
+    while (p < end_ && is_blank(*p)) p++;
+    if (p == end_) break;
+    count++;
+    while (p < end_ && !is_blank(*p)) p++;
+  }
+  return count;
+}
+
+int Words::count_chars() const {
+  int count = 0;
+  for (const char* p = p_; p < end_; p++)
+    if (!is_blank(*p)) count++;
+  return count;
+}
+
+bool parse_int(std::string_view word, int& value) {
+  const char* p = word.data();
+  const char* end = p + word.size();
+  if (p < end && *p == '+') p++;  // from_chars takes '-' but not '+'
+  if (p == end || (*p == '-' && word.front() == '+')) return false;
+  auto [stop, ec] = std::from_chars(p, end, value);
+  return ec == std::errc() && stop == end;
+}
+
+bool parse_number(std::string_view word, double& value) {
+  // Check the decimal form first: from_chars alone would also take inf, nan and hex digits.
+  if (word.empty()) return false;
+  const char* p = word.data();
+  const char* end = p + word.size();
+  const char* digits_from = *p == '+' ? p + 1 : p;  // from_chars takes '-' but not '+'
+  if (*p == '+' || *p == '-') p++;
+  int digits = 0;
+  while (p < end && *p >= '0' && *p <= '9') p++, digits++;
+  if (p < end && *p == '.') {
+    p++;
+    while (p < end && *p >= '0' && *p <= '9') p++, digits++;
+  }
+  if (digits == 0) return false;
+  if (p < end && (*p == 'e' || *p == 'E')) {
+    p++;
+    if (p < end && (*p == '+' || *p == '-')) p++;
+    int exponent_digits = 0;
+    while (p < end && *p >= '0' && *p <= '9') p++, exponent_digits++;
+    if (exponent_digits == 0) return false;
+  }
+  if (p != end) return false;
+  double v = 0.0;
+  auto [stop, ec] = std::from_chars(digits_from, end, v, std::chars_format::general);
+  if (ec != std::errc() || stop != end || !std::isfinite(v)) return false;
+  value = v;
+  return true;
+}
