@@ -4,6 +4,7 @@
 
 #include "driver/fatal.h"
 #include "driver/panel_input.h"
+#include "driver/snploop.h"
 #include "driver/snpmap.h"
 #include "driver/specfile.h"
 #include "driver/strand.h"
@@ -60,4 +61,5 @@ void read_inputs(const RunSettings& settings, RunData& data) {
 void run_analysis(const RunSettings& settings) {
   RunData data;
   read_inputs(settings, data);
+  stop_on(run_snps(data, settings));
 }
