@@ -1,5 +1,6 @@
 #include "driver/snploop.h"
 
+#include <chrono>
 #include <vector>
 
 #include "design/complete.h"
@@ -8,7 +9,7 @@
 #include "design/tags.h"
 #include "driver/results.h"
 
-std::string run_snps(RunData& d, const RunSettings& rs) {
+std::string run_snps(RunData& d, const RunSettings& rs, PathStats* stats) {
   Model& model = d.model;
   StudyData& study = d.study;
   const PanelData& panel = d.panel;
@@ -55,9 +56,12 @@ std::string run_snps(RunData& d, const RunSettings& rs) {
 
   for (int e = 0; e < map.len(); e++) {
     const MapEntry& me = map[e];
+    const auto started = std::chrono::steady_clock::now();
+    int path = kCompleteData;
     SnpLine line;
     bool ok = false;
     if (external && me.panel >= 0 && me.study < 0) {
+      path = kUntyped;
       line.typed = false;
       line.id = panel.id[me.panel].c_str();
       line.pos = panel.pos[me.panel];
@@ -91,6 +95,7 @@ std::string run_snps(RunData& d, const RunSettings& rs) {
       if (study.missing[s] < kFullyTyped || (external && rs.h && rs.speed && me.hap < 0)) {
         ok = stan_single(est, se, study, s, model, single) == 1;
       } else {
+        path = kTypedMissing;
         getMD_max(best, e, 1, ctx, ws);
         if (best.md >= kNoInformation) {
           for (int j = 0; j < M; j++) {
@@ -105,6 +110,10 @@ std::string run_snps(RunData& d, const RunSettings& rs) {
       continue;
     }
     files.write_snp(line, ok, est.data(), se.data(), out.index);
+    if (stats) {
+      stats->count[path]++;
+      stats->seconds[path] += std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+    }
   }
   return files.close();
 }

@@ -11,5 +11,13 @@
 inline constexpr double kNoInformation = 1e-06;  // tags telling less than this leave a SNP unanalysed
 inline constexpr double kFullyTyped = 1e-06;     // missing fractions below this count as none
 
-// Writes every result file; "" or the error line that stops the run.
-std::string run_snps(RunData& data, const RunSettings& settings);
+// SNPs analysed and seconds spent on each path, for the benchmark.
+enum SnpPath { kCompleteData = 0, kTypedMissing = 1, kUntyped = 2 };
+struct PathStats {
+  int count[3] = {0, 0, 0};
+  double seconds[3] = {0.0, 0.0, 0.0};
+};
+
+// Writes every result file; "" or the error line that stops the run. With stats,
+// also counts and times the SNPs of each path.
+std::string run_snps(RunData& data, const RunSettings& settings, PathStats* stats = nullptr);
