@@ -4,6 +4,7 @@
 // retained haplotypes. Frequencies and effects are fitted jointly by damped Newton
 // steps on the exact observed information (complete minus missing information);
 // the external panel adds its likelihood and Louis information when it takes part.
+#include <algorithm>
 #include <cmath>
 #include <utility>
 #include <vector>
@@ -138,6 +139,10 @@ int A4_fit(Window& w, const StudyData& study, const int* hapmap, const double* f
   for (int k = 1; k < KK; k++) theta[q + k - 1] = std::log(freq[w.hap_freq[k]] / freq[w.hap_freq[0]]);
   delta[0] = 1.0;
   Mat<double> H = dmatrix(1, P, 1, P);
+  std::vector<int> nz, touched;
+  std::vector<char> in_m(static_cast<std::size_t>(P), 0);
+  nz.reserve(static_cast<std::size_t>(P));
+  touched.reserve(static_cast<std::size_t>(P));
   const int n_s[2] = {w.n0, w.n1};
   int count = 0;
   double f = 0.0;
@@ -164,23 +169,40 @@ int A4_fit(Window& w, const StudyData& study, const int* hapmap, const double* f
       }
     }
     f = st.objective();
+    // Missing information, subject by subject. A pair's vector x is sparse (the
+    // coefficients for cases, at most two frequency positions), so only its
+    // non-zero entries are visited: the terms left out would add exact zeros.
     for (const SubjectNode& sn : w.list.subjects) {
       const int s = st.status(sn);
-      std::fill(m.begin(), m.end(), 0.0);
+      touched.clear();
       for (int k = sn.first; k < sn.last; k++) {
         const PairNode& pr = w.list.pairs[k];
         int a, b;
         st.positions(pr, a, b);
         st.x(xv.data(), s, a, b);
-        for (int i = 0; i < P; i++) {
+        nz.clear();
+        for (int i = 0; i < P; i++)
+          if (xv[i] != 0.0) {
+            nz.push_back(i);
+            if (!in_m[i]) {
+              in_m[i] = 1;
+              m[i] = 0.0;
+              touched.push_back(i);
+            }
+          }
+        for (std::size_t u = 0; u < nz.size(); u++) {
+          const int i = nz[u];
           m[i] += pr.aw * xv[i];
-          for (int j = i; j < P; j++) H[i + 1][j + 1] -= pr.aw * xv[i] * xv[j];
+          for (std::size_t v = u; v < nz.size(); v++) H[i + 1][nz[v] + 1] -= pr.aw * xv[i] * xv[nz[v]];
         }
       }
-      for (int i = 0; i < P; i++) {
+      std::sort(touched.begin(), touched.end());
+      for (std::size_t u = 0; u < touched.size(); u++) {
+        const int i = touched[u];
         g[i] -= m[i];
-        for (int j = i; j < P; j++) H[i + 1][j + 1] += m[i] * m[j];
+        for (std::size_t v = u; v < touched.size(); v++) H[i + 1][touched[v] + 1] += m[i] * m[touched[v]];
       }
+      for (int i : touched) in_m[i] = 0;
     }
     if (w.ext == 1) {
       link_eval_ext(w, st.t.E[0], hapmap);

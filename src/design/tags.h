@@ -29,7 +29,9 @@ struct TagWorkspace {
   Window w;
   Mat<int> geno;
   std::vector<double> freq;
-  std::vector<int> candidates, combination, set;
+  std::vector<int> candidates, combination, set, codes;
+  std::vector<int> group_of_key, keys;
+  std::vector<double> mult;
 };
 
 // Best set (map indexes, the target first, M entries) and its measure; the
