@@ -50,7 +50,11 @@ void ResultFiles::write_header(const ResultHeader& h) {
   }
 }
 
-double two_sided_p(double z) { return gammq(0.5, z * z / 2.0); }
+double two_sided_p(double z) {
+  const double x = z * z / 2.0;
+  if (!std::isfinite(x)) return 0.0;  // a Z statistic so large that its tail is below any double
+  return gammq(0.5, x);
+}
 
 std::string result_line(const SnpLine& snp, bool ok, double b, double s) {
   // A standard error that is not a positive finite number leaves nothing to test.

@@ -1,0 +1,112 @@
+// Result files: the header block with and without the panel, the column heads,
+// and the four kinds of result line, character for character.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "driver/results.h"
+#include "support/process.h"
+
+namespace {
+
+SnpLine typed_snp() {
+  SnpLine s;
+  s.typed = true;
+  s.typed_share = 0.95;
+  s.id = "rs12620";
+  s.pos = 1143701;
+  s.a1 = 'T';
+  s.a2 = 'C';
+  s.freq = 0.8219;
+  return s;
+}
+
+std::string header_of(const ResultHeader& h) {
+  ScratchDir dir;
+  std::string name = (dir.path() / "r_G.out").string();
+  {
+    ResultFiles files;
+    EXPECT_EQ(files.open({name}), "");
+    files.write_header(h);
+    EXPECT_EQ(files.close(), "");
+  }
+  return slurp(name);
+}
+
+const char* const kBox =
+    "********************************************************\n"
+    "*                                                      *\n"
+    "*          ANALYSIS OF SNP-DISEASE ASSOCIATION         *\n"
+    "*         WITH POTENTIALLY MISSING GENOTYPE DATA       *\n"
+    "*                                                      *\n"
+    "********************************************************\n\n";
+const char* const kHeads =
+    "Typd       SNP-id       Position  1/0    MD     Freq   Estimate   StdErr    Z-Stat    p-Value\n"
+    "----  ---------------  ---------  ---  ------  ------  --------  -------  ---------  ---------\n";
+
+}  // namespace
+
+TEST(ResultFiles, HeaderBlockWithAndWithoutThePanel) {
+  ResultHeader h;
+  h.n = 600;
+  h.study_snps = 27;
+  h.mode = 4;
+  EXPECT_EQ(header_of(h), std::string(kBox) +
+                              "Sample Size of the Study   :   600\n"
+                              "Number of SNPs in the Study:   27\n\n"
+                              "Mode of Inheritance: codominant\n\n\n\n" +
+                              kHeads);
+  h.external = true;
+  h.nTR = 30;
+  h.nDU = 10;
+  h.nUN = 60;
+  h.panel_snps = 38;
+  h.haplotype_snps = 38;
+  h.mode = 2;
+  EXPECT_EQ(header_of(h), std::string(kBox) +
+                              "Sample Size of the Study   :   600\n"
+                              "Number of SNPs in the Study:   27\n\n"
+                              "Number of Trios in the External Panel:   30\n"
+                              "Number of Duos in the External Panel:   10\n"
+                              "Number of Singleton in the External Panel:   60\n"
+                              "Number of SNPs in the External Panel :   38\n\n"
+                              "Phased Haplotypes: available\n"
+                              "Number of SNPs in Phased Haplotypes: 38\n\n"
+                              "Mode of Inheritance: recessive\n\n\n\n" +
+                              kHeads);
+}
+
+TEST(ResultFiles, TypedAndUntypedLinesAnalysedOrNot) {
+  SnpLine s = typed_snp();
+  EXPECT_EQ(result_line(s, true, 0.3502, 0.1536),
+            "0.95  rs12620            1143701  T/C     -    0.8219    0.3502   0.1536     2.2799  2.26e-02\n");
+  EXPECT_EQ(result_line(s, false, 0.0, 0.0),
+            "0.95  rs12620            1143701  T/C     -    0.8219      -        -         -          -    \n");
+  s.typed = false;
+  s.id = "rs12479";
+  s.pos = 1093599;
+  s.md = 0.9597;
+  s.freq = 0.4118;
+  EXPECT_EQ(result_line(s, true, 0.7341, 0.1103),
+            "  no  rs12479            1093599  T/C  0.9597  0.4118    0.7341   0.1103     6.6555  2.82e-11\n");
+  EXPECT_EQ(result_line(s, false, 0.0, 0.0),
+            "  no  rs12479            1093599  T/C  0.9597  0.4118      -        -         -          -    \n");
+}
+
+TEST(ResultFiles, UnusableStandardErrorGivesTheNotAnalysedLine) {
+  const std::string dashes = "      -        -         -          -    \n";
+  SnpLine s = typed_snp();
+  for (double se : {0.0, -1.0, std::numeric_limits<double>::infinity(), std::nan("")}) {
+    std::string line = result_line(s, true, 0.5, se);
+    EXPECT_EQ(line.substr(line.size() - dashes.size()), dashes) << se;
+  }
+  std::string huge = result_line(s, true, 1e300, 1e-300);  // z overflows
+  EXPECT_EQ(huge.substr(huge.size() - dashes.size()), dashes);
+}
+
+TEST(ResultFiles, PValueIsTheTwoSidedNormalTail) {
+  EXPECT_NEAR(two_sided_p(1.959964), 0.05, 1e-7);
+  EXPECT_EQ(two_sided_p(0.0), 1.0);
+  EXPECT_EQ(two_sided_p(1e200), 0.0);
+}
