@@ -27,7 +27,7 @@
 // this fraction between two outer iterations.
 inline constexpr double kOuterRelativeChange = 1e-6;
 // Safety cap on the outer iterations; reaching it ends the analysis as failed.
-// Ordinary data converge in a few dozen.
+// Ordinary windows need well under a hundred.
 inline constexpr int kMaxOuterIterations = 10000;
 
 struct CCModel {
