@@ -1,0 +1,321 @@
+// Case-control analysis with covariates independent of the genotype: the profile
+// likelihood in which each subject's covariate pattern is conditioned on, so the
+// covariate distribution drops out, and the pair is Hardy-Weinberg in the
+// population. Frequencies, effects and an intercept that absorbs the sampling
+// ratio are fitted jointly by the damped Newton steps of the analysis without
+// covariates, on the exact observed information; the panel adds its likelihood
+// and Louis information when it takes part.
+#include "analyses/a2_ind_hwe.h"
+
+#include <cmath>
+#include <cstddef>
+#include <utility>
+
+#include "analyses/analyses.h"
+#include "core/ext_panel.h"
+#include "core/freq.h"
+#include "core/linalg.h"
+#include "design/coding.h"
+
+namespace {
+
+constexpr double kStepTolerance = 0.0001;  // L1 length of a negligible Newton step
+constexpr int kMaxNewtonSteps = 500;
+
+inline std::size_t at(int i) { return static_cast<std::size_t>(i); }
+
+inline double pair_factor(int a, int b) { return a == b ? 1.0 : 2.0; }
+
+struct A2State {
+  Window& w;
+  const StudyData& study;
+  const int* hapmap;
+  int q = 0, KK = 0, J = 1, T = 0, P = 0, zs = 0;
+  bool coded = true;  // Zvec writes the coefficients and the intercept
+
+  std::vector<int> ta, tb, tri;
+  std::vector<double> tc;
+  std::vector<double> Z;  // per cell j*T + t: zs Zvec entries, the intercept last
+  std::vector<int> pair_t;
+  std::vector<double> pair_c;
+  std::vector<int> status;
+  std::vector<int> n_j;  // subjects per covariate pattern
+
+  // Tables at one parameter value.
+  Mat<double> E0;           // exp(alpha_a + alpha_b), a <= b: the controls' pair table
+  double S0 = 0.0;          // its normaliser
+  std::vector<double> E1;   // per cell: exp(alpha_a + alpha_b + beta'Z)
+  std::vector<double> Dn;   // per pattern: the denominator sum over y and pairs
+
+  // Sparse derivative of log E_y at a cell: at most q coefficients, two ratio
+  // entries and the intercept, indexes ascending.
+  std::vector<int> xi;
+  std::vector<double> xv;
+  int nx = 0;
+  std::vector<double> mv;
+
+  A2State(Window& win, const StudyData& sd, const int* map) : w(win), study(sd), hapmap(map) {
+    q = w.q;
+    KK = w.KK;
+    J = w.J > 0 ? w.J : 1;
+    T = KK * (KK + 1) / 2;
+    P = q + KK;
+    zs = q + 1;
+    ta.resize(at(T));
+    tb.resize(at(T));
+    tc.resize(at(T));
+    tri.assign(at(KK * KK), -1);
+    for (int a = 0, t = 0; a < KK; a++)
+      for (int b = a; b < KK; b++, t++) {
+        ta[at(t)] = a;
+        tb[at(t)] = b;
+        tc[at(t)] = pair_factor(a, b);
+        tri[at(a * KK + b)] = t;
+      }
+    Z.assign(at(J * T * zs), 0.0);
+    for (int j = 0; j < J; j++)
+      for (int t = 0; t < T; t++) {
+        int written = Zvec(w, Z.data() + at((j * T + t) * zs), j, w.hap_freq[at(ta[at(t)])],
+                           w.hap_freq[at(tb[at(t)])]);
+        if (written != zs) coded = false;
+      }
+    status.resize(w.list.subjects.size());
+    n_j.assign(at(J), 0);
+    pair_t.resize(w.list.pairs.size());
+    pair_c.resize(w.list.pairs.size());
+    for (std::size_t i = 0; i < w.list.subjects.size(); i++) {
+      const SubjectNode& sn = w.list.subjects[i];
+      status[i] = study.STATUS[at(sn.idx)] == 1 ? 1 : 0;
+      n_j[at(sn.stratum)]++;
+      for (int k = sn.first; k < sn.last; k++) {
+        const PairNode& pr = w.list.pairs[at(k)];
+        int a = hapmap[pr.h1], b = hapmap[pr.h2];
+        if (a > b) std::swap(a, b);
+        pair_t[at(k)] = tri[at(a * KK + b)];
+        pair_c[at(k)] = pair_factor(pr.h1, pr.h2);
+      }
+    }
+    E0 = dmatrix(0, KK - 1, 0, KK - 1);
+    E1.assign(at(J * T), 0.0);
+    Dn.assign(at(J), 0.0);
+    xi.assign(at(q + 3), 0);
+    xv.assign(at(q + 3), 0.0);
+    mv.assign(at(P), 0.0);
+  }
+
+  void tables(const double* theta) {
+    auto alpha = [&](int a) { return a > 0 ? theta[q + a - 1] : 0.0; };
+    S0 = 0.0;
+    for (int t = 0; t < T; t++) {
+      const int a = ta[at(t)], b = tb[at(t)];
+      E0[a][b] = std::exp(alpha(a) + alpha(b));
+      S0 += tc[at(t)] * E0[a][b];
+    }
+    const double mu = theta[P - 1];
+    for (int j = 0; j < J; j++) {
+      double S1 = 0.0;
+      for (int t = 0; t < T; t++) {
+        const int a = ta[at(t)], b = tb[at(t)];
+        const double* z = Z.data() + at((j * T + t) * zs);
+        double eta = mu * z[q];
+        for (int k = 0; k < q; k++) eta += theta[k] * z[k];
+        E1[at(j * T + t)] = std::exp(alpha(a) + alpha(b) + eta);
+        S1 += tc[at(t)] * E1[at(j * T + t)];
+      }
+      Dn[at(j)] = S0 + S1;
+    }
+  }
+
+  double E(int y, int j, int t) const { return y == 1 ? E1[at(j * T + t)] : E0[ta[at(t)]][tb[at(t)]]; }
+
+  // The sparse derivative of log E_y(j, t) into xi/xv/nx.
+  void x(int y, int j, int t) {
+    nx = 0;
+    const double* z = Z.data() + at((j * T + t) * zs);
+    if (y == 1)
+      for (int k = 0; k < q; k++) {
+        xi[at(nx)] = k;
+        xv[at(nx++)] = z[k];
+      }
+    const int a = ta[at(t)], b = tb[at(t)];
+    if (a > 0 && a == b) {
+      xi[at(nx)] = q + a - 1;
+      xv[at(nx++)] = 2.0;
+    } else {
+      if (a > 0) {
+        xi[at(nx)] = q + a - 1;
+        xv[at(nx++)] = 1.0;
+      }
+      if (b > 0) {
+        xi[at(nx)] = q + b - 1;
+        xv[at(nx++)] = 1.0;
+      }
+    }
+    if (y == 1) {
+      xi[at(nx)] = P - 1;
+      xv[at(nx++)] = z[q];
+    }
+  }
+
+  // mv += p x and the upper triangle of H += sign p x x'.
+  void accumulate(double p, double sign, Mat<double>& H) {
+    for (int u = 0; u < nx; u++) {
+      const double pu = p * xv[at(u)];
+      mv[at(xi[at(u)])] += pu;
+      for (int v = u; v < nx; v++) H[xi[at(u)] + 1][xi[at(v)] + 1] += sign * pu * xv[at(v)];
+    }
+  }
+
+  // Objective at the current tables; every pair's analysis weight is refreshed.
+  double objective() {
+    double f = 0.0;
+    for (int j = 0; j < J; j++)
+      if (n_j[at(j)] > 0) f += n_j[at(j)] * std::log(Dn[at(j)]);
+    for (std::size_t i = 0; i < w.list.subjects.size(); i++) {
+      const SubjectNode& sn = w.list.subjects[i];
+      const int y = status[i];
+      double L = 0.0;
+      for (int k = sn.first; k < sn.last; k++) {
+        PairNode& pr = w.list.pairs[at(k)];
+        pr.aw = pair_c[at(k)] * E(y, sn.stratum, pair_t[at(k)]);
+        L += pr.aw;
+      }
+      for (int k = sn.first; k < sn.last; k++) w.list.pairs[at(k)].aw /= L;
+      f -= std::log(L);
+    }
+    return f;
+  }
+
+  double objective_with_panel() {
+    double f = objective();
+    if (w.ext == 1) obs_loglike_ext(w, f, E0, S0, hapmap);
+    return f;
+  }
+
+  // Objective, gradient and observed information at theta (H fully symmetric).
+  double derivatives(const double* theta, double* g, Mat<double>& H) {
+    for (int k = 0; k < P; k++) g[k] = 0.0;
+    H.fill(0.0);
+    tables(theta);
+    // Denominators: per pattern, n_j times the covariance of x over its (y, a, b) terms.
+    for (int j = 0; j < J; j++) {
+      const int nj = n_j[at(j)];
+      if (nj == 0) continue;
+      for (int k = 0; k < P; k++) mv[at(k)] = 0.0;
+      for (int y = 0; y < 2; y++)
+        for (int t = 0; t < T; t++) {
+          x(y, j, t);
+          accumulate(nj * tc[at(t)] * E(y, j, t) / Dn[at(j)], 1.0, H);
+        }
+      for (int r = 0; r < P; r++) {
+        for (int k = r; k < P; k++) H[r + 1][k + 1] -= mv[at(r)] * mv[at(k)] / nj;
+        g[r] += mv[at(r)];
+      }
+    }
+    double f = objective();
+    // Numerators: minus each subject's covariance of x over its compatible pairs.
+    for (std::size_t i = 0; i < w.list.subjects.size(); i++) {
+      const SubjectNode& sn = w.list.subjects[i];
+      for (int k = 0; k < P; k++) mv[at(k)] = 0.0;
+      for (int k = sn.first; k < sn.last; k++) {
+        x(status[i], sn.stratum, pair_t[at(k)]);
+        accumulate(w.list.pairs[at(k)].aw, -1.0, H);
+      }
+      for (int r = 0; r < P; r++) {
+        g[r] -= mv[at(r)];
+        if (mv[at(r)] == 0.0) continue;
+        for (int k = r; k < P; k++) H[r + 1][k + 1] += mv[at(r)] * mv[at(k)];
+      }
+    }
+    if (w.ext == 1) {
+      link_eval_ext(w, E0, hapmap);
+      dloglike_ext(w, g, E0, S0, hapmap);
+      Louis_ext(w, H, E0, hapmap);
+      obs_loglike_ext(w, f, E0, S0, hapmap);
+    }
+    for (int i = 1; i <= P; i++)
+      for (int k = i + 1; k <= P; k++) H[k][i] = H[i][k];
+    return f;
+  }
+};
+
+}  // namespace
+
+double A2_objective(Window& w, const StudyData& study, const int* hapmap, const double* theta) {
+  A2State st(w, study, hapmap);
+  st.tables(theta);
+  // The panel's E-step counts its families at this value.
+  if (w.ext == 1) link_eval_ext(w, st.E0, hapmap);
+  return st.objective_with_panel();
+}
+
+double A2_derivatives(Window& w, const StudyData& study, const int* hapmap, const double* theta, double* g,
+                      Mat<double>& H) {
+  A2State st(w, study, hapmap);
+  H = dmatrix(1, st.P, 1, st.P);
+  return st.derivatives(theta, g, H);
+}
+
+int A2_ind_HWE(Window& w, const StudyData& study, double* est, double* se, double* loglik, int* iter,
+               const int* hapmap, const double* freq) {
+  A2Fit fit;
+  int ok = A2_fit(w, study, hapmap, freq, fit);
+  *iter = fit.iter;
+  if (!ok) return 0;
+  *loglik = -fit.f;
+  // The intercept follows the frequency block and is left out of the report.
+  w.qq = 0;
+  orig_freq(w, est, se, fit.theta.data(), fit.Hinv, static_cast<int>(fit.theta.size()));
+  return 1;
+}
+
+int A2_fit(Window& w, const StudyData& study, const int* hapmap, const double* freq, A2Fit& fit) {
+  A2State st(w, study, hapmap);
+  if (!st.coded) return 0;
+  const int q = st.q, KK = st.KK, P = st.P;
+  std::vector<double> theta(at(P), 0.0), trial(at(P)), delta(at(P), 0.0), g(at(P));
+  for (int k = 1; k < KK; k++) theta[at(q + k - 1)] = std::log(freq[w.hap_freq[at(k)]] / freq[w.hap_freq[0]]);
+  delta[0] = 1.0;
+  Mat<double> H = dmatrix(1, P, 1, P);
+  int count = 0;
+  double f = 0.0;
+
+  while (length(delta.data(), P) > kStepTolerance && count <= kMaxNewtonSteps - 1) {
+    f = st.derivatives(theta.data(), g.data(), H);
+    if (explosion_E(H, P)) return 0;
+    invv(H, P);
+    if (explosion_E(H, P)) return 0;
+    for (int i = 0; i < P; i++) {
+      double d = 0.0;
+      for (int j = 0; j < P; j++) d -= H[i + 1][j + 1] * g[at(j)];
+      delta[at(i)] = d;
+    }
+    count++;
+    fit.iter = count;
+    if (length(delta.data(), P) < kStepTolerance) {
+      for (int i = 0; i < P; i++) theta[at(i)] += delta[at(i)];
+      break;
+    }
+    // Step halving from the full Newton step until the objective decreases. A
+    // trial whose objective is not a number (overflow far out) is no decrease.
+    for (int i = 0; i < P; i++) delta[at(i)] *= 2.0;
+    double f_trial;
+    do {
+      for (int i = 0; i < P; i++) {
+        delta[at(i)] /= 2.0;
+        trial[at(i)] = theta[at(i)] + delta[at(i)];
+      }
+      st.tables(trial.data());
+      f_trial = st.objective_with_panel();
+    } while (!(f_trial < f) && length(delta.data(), P) > kStepTolerance);
+    // The test of a negligible step reads the first KK entries, as without covariates.
+    if (!(f_trial < f) && length(delta.data(), KK < P ? KK : P) <= kStepTolerance) return 0;
+    theta = trial;
+  }
+  if (count == kMaxNewtonSteps) return 0;
+  fit.f = f;
+  fit.theta = theta;
+  if (inproper_std(H, P)) return 0;
+  fit.Hinv = std::move(H);
+  return 1;
+}
