@@ -1,6 +1,0 @@
-// Cross-sectional analyses are not yet available in this release: their windows are reported
-// as not analysed (a line of dashes).
-#include "analyses/analyses.h"
-
-int A7_CS_pl(Window&, const StudyData&, double*, double*, double*, int*, const int*, const double*, int) { return 0; }
-int A7_ind_HWE(Window&, const StudyData&, double*, double*, double*, int*, const int*, const double*) { return 0; }
