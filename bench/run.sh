@@ -25,7 +25,7 @@ run_case() {  # name, simulator options ..., then -- and kestrova options
     echo "${sim_args[*]}" >"$dir/args"
   fi
   echo "== $name ${run_args[*]}"
-  (cd "$dir" && "$bench" -ofile "$build/bench-$name" "${run_args[@]}" | grep -E '^(load|complete|typed|untyped|peak)')
+  (cd "$dir" && "$bench" "${run_args[@]}" -ofile "$build/bench-$name" | grep -E '^(load|complete|typed|untyped|peak)')
 }
 
 cc="--seed 11 --cases 1000 --controls 1000 --snps 300 --typed-share 0.67 --missing-share 0.2 --missing-rate 0.05 --trios 30 --duos 10 --singletons 60"
