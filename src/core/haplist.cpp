@@ -1,6 +1,8 @@
 #include "core/haplist.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <utility>
 
 namespace {
 
@@ -66,14 +68,52 @@ int indicator(const int* row, int ha, int hb, int M) {
   return 1;
 }
 
+namespace {
+
+// For a row of the codes 0, 1, 2 and 9 only, the compatible pairs are written
+// out SNP by SNP instead of testing every pair in the candidate range, then put
+// in the scan's order (ha ascending, then hb): the same list, found faster.
+// Returns false, leaving out untouched, for a row with other codes.
+bool append_pairs_direct(std::vector<PairNode>& out, const Mat<int>& geno, long r, int M,
+                         std::vector<std::pair<int, int>>& pairs, std::vector<std::pair<int, int>>& next) {
+  pairs.assign(1, {0, 0});
+  for (int j = 0; j < M; j++) {
+    const int g = geno[r][j];
+    if (g != 0 && g != 1 && g != 2 && g != 9) return false;
+    next.clear();
+    for (auto [a, b] : pairs) {
+      a <<= 1;
+      b <<= 1;
+      if (g == 0 || g == 9) next.push_back({a, b});
+      if (g == 1 || g == 9) {
+        next.push_back({a, b | 1});
+        next.push_back({a | 1, b});
+      }
+      if (g == 2 || g == 9) next.push_back({a | 1, b | 1});
+    }
+    pairs.swap(next);
+  }
+  std::sort(pairs.begin(), pairs.end());
+  for (const auto& [a, b] : pairs) {
+    if (a > b) continue;
+    PairNode p;
+    p.h1 = a;
+    p.h2 = b;
+    out.push_back(p);
+  }
+  return true;
+}
+
+}  // namespace
+
 void makelist(StudyList& list, const Mat<int>& geno, int n, int M) {
   list.clear();
   const int all = (1 << M) - 1;
+  std::vector<std::pair<int, int>> pairs, next;
   for (int i = 0; i < n; i++) {
-    const RowMasks m = row_masks(geno, i, M);
     SubjectNode s;
     s.first = static_cast<int>(list.pairs.size());
-    append_pairs(list.pairs, m, all);
+    if (!append_pairs_direct(list.pairs, geno, i, M, pairs, next)) append_pairs(list.pairs, row_masks(geno, i, M), all);
     s.last = static_cast<int>(list.pairs.size());
     s.idx = i;
     list.subjects.push_back(s);
