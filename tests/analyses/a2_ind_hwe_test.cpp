@@ -10,25 +10,11 @@
 
 using sim::at;
 
-namespace {
-
-sim::Scenario independent(bool panel = false) {
-  sim::Scenario sc;
-  sc.dependent = false;
-  sc.dependence = 0.0;
-  sc.levels = 4;
-  sc.panel = panel;
-  return sc;
-}
-
-}  // namespace
-
 TEST(CaseControlIndependent, DerivativesMatchFiniteDifferences) {
   for (bool panel : {false, true}) {
     SCOPED_TRACE(panel ? "with panel" : "without panel");
-    sim::Scenario sc = independent(panel);
-    sc.interaction = true;
-    sim::Sample s = sim::case_control(sc);
+    sim::Sample s = sim::case_control(
+        {.dependent = false, .interaction = true, .panel = panel, .levels = 4, .dependence = 0.0});
     ASSERT_EQ(s.w.anal, 1);
     ASSERT_EQ(s.w.J, 4);
     ASSERT_EQ(s.w.q, 3);  // G, E, E x G; then the ratios and the intercept
@@ -39,17 +25,15 @@ TEST(CaseControlIndependent, DerivativesMatchFiniteDifferences) {
     const double f = A2_derivatives(s.w, s.study, s.hapmap(), theta.data(), g.data(), H);
     auto objective = [&](const std::vector<double>& t) { return A2_objective(s.w, s.study, s.hapmap(), t.data()); };
     EXPECT_NEAR(f, objective(theta), 1e-9 * std::fabs(f));
-    sim::expect_gradient(g, sim::fd_gradient(objective, theta, 1e-4));
-    sim::expect_matrix(H, sim::fd_hessian(objective, theta), P);
+    sim::expect_gradient(g, fd::gradient(objective, theta, 1e-4));
+    sim::expect_matrix(H, fd::hessian(objective, theta), P);
   }
 }
 
 TEST(CaseControlIndependent, WithoutCovariatesAgreesWithTheAnalysisWithoutCovariates) {
   for (bool panel : {false, true}) {
     SCOPED_TRACE(panel ? "with panel" : "without panel");
-    sim::Scenario sc = independent(panel);
-    sc.covariate = false;
-    sim::Sample s = sim::case_control(sc);
+    sim::Sample s = sim::case_control({.dependent = false, .covariate = false, .panel = panel, .dependence = 0.0});
     ASSERT_EQ(s.w.anal, 2);
     const int n_est = s.w.q + s.w.KK;
     Window w = s.w;
@@ -72,10 +56,8 @@ TEST(CaseControlIndependent, WithoutCovariatesAgreesWithTheAnalysisWithoutCovari
 }
 
 TEST(CaseControlIndependent, RecoversSimulatedGeneticAndCovariateEffects) {
-  sim::Scenario sc = independent();
-  sc.n = 3000;
-  sc.seed = 99;
-  sc.base = -5.0;  // a rare disease, so controls represent the population
+  // A rare disease, so controls represent the population.
+  const sim::Scenario sc{.n = 3000, .seed = 99, .dependent = false, .levels = 4, .base = -5.0, .dependence = 0.0};
   sim::Sample s = sim::case_control(sc);
   const sim::Result r = sim::run(A2_ind_HWE, s);
   ASSERT_EQ(r.ok, 1);

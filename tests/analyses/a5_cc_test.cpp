@@ -12,10 +12,7 @@ using sim::at;
 TEST(CaseControlDependent, DerivativesMatchFiniteDifferences) {
   for (bool panel : {false, true}) {
     SCOPED_TRACE(panel ? "with panel" : "without panel");
-    sim::Scenario sc;
-    sc.panel = panel;
-    sc.interaction = true;
-    sim::Sample s = sim::case_control(sc);
+    sim::Sample s = sim::case_control({.interaction = true, .panel = panel});
     ASSERT_EQ(s.w.anal, 0);
     ASSERT_EQ(s.w.J, 3);
     ASSERT_EQ(s.w.pD, 2);
@@ -29,13 +26,13 @@ TEST(CaseControlDependent, DerivativesMatchFiniteDifferences) {
     link_eval_CC(m);
     std::vector<double> g(at(m.n));
     dloglike_CC(m, g.data());
-    sim::expect_gradient(g, sim::fd_gradient([&](const std::vector<double>& t) {
+    sim::expect_gradient(g, fd::gradient([&](const std::vector<double>& t) {
       exp_eval_CC(m, t.data());
       return loglike_CC(m);
     }, theta, 1e-4));
     Mat<double> I;
     A5_info_CC(m, theta.data(), I);
-    sim::expect_matrix(I, sim::fd_hessian([&](const std::vector<double>& t) {
+    sim::expect_matrix(I, fd::hessian([&](const std::vector<double>& t) {
       exp_eval_CC(m, t.data());
       return obs_loglike_CC(m);
     }, theta), m.n);
@@ -43,9 +40,7 @@ TEST(CaseControlDependent, DerivativesMatchFiniteDifferences) {
 }
 
 TEST(CaseControlDependent, RecoversSimulatedEffectsAndDependence) {
-  sim::Scenario sc;
-  sc.n = 1500;
-  sc.seed = 77;
+  const sim::Scenario sc{.n = 1500, .seed = 77};
   sim::Sample s = sim::case_control(sc);
   const int G = s.prep.G;
   const sim::Result r = sim::run(A5_CC, s, G);
@@ -70,9 +65,7 @@ TEST(CaseControlDependent, RecoversSimulatedEffectsAndDependence) {
 TEST(CaseControlDependent, RetriesWithFewerDependenceHaplotypesDownToOne) {
   // Haplotype 100, the last dependence haplotype, never occurs in the top level of
   // E: its dependence parameter there runs off and its variance is unusable.
-  sim::Scenario sc;
-  sc.absent_in_top = true;
-  sim::Sample s = sim::case_control(sc);
+  sim::Sample s = sim::case_control({.absent_in_top = true});
   const int G = s.prep.G;
   ASSERT_EQ(G, 3);
   ASSERT_EQ(s.w.hap_GOR[at(G - 1)], 0b100);

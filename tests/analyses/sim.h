@@ -1,7 +1,6 @@
 // Simulated studies for the haplotype analyses: three-SNP haplotypes (target SNP
 // first) drawn from a small table, the target untyped for some subjects, an
-// optional external panel, the prepared window, and central differences for the
-// checks of gradients and information matrices.
+// optional external panel, the prepared window, and what an analysis wrote.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,6 +12,7 @@
 #include "design/dispatch.h"
 #include "design/model_builder.h"
 #include "design/sample_study.h"
+#include "support/finite_differences.h"
 
 namespace sim {
 
@@ -98,41 +98,6 @@ Result run(Analysis analysis, Sample& s, Dependence... ndep) {
   Result r;
   r.ok = analysis(s.w, s.study, r.est.data(), r.se.data(), &r.loglik, &r.iter, s.hapmap(), s.freq(), ndep...);
   return r;
-}
-
-// Central differences of f at theta.
-template <class F>
-std::vector<double> fd_gradient(F f, std::vector<double> theta, double h = 1e-5) {
-  std::vector<double> g(theta.size());
-  for (std::size_t i = 0; i < theta.size(); i++) {
-    const double t0 = theta[i];
-    theta[i] = t0 + h;
-    const double up = f(theta);
-    theta[i] = t0 - h;
-    g[i] = (up - f(theta)) / (2 * h);
-    theta[i] = t0;
-  }
-  return g;
-}
-
-// The Hessian, 1-based.
-template <class F>
-Mat<double> fd_hessian(F f, const std::vector<double>& theta, double h = 1e-4) {
-  const int n = static_cast<int>(theta.size());
-  Mat<double> H = dmatrix(1, n, 1, n);
-  for (int i = 0; i < n; i++)
-    for (int j = i; j < n; j++) {
-      double v[4];
-      const int si[4] = {1, 1, -1, -1}, sj[4] = {1, -1, 1, -1};
-      for (int k = 0; k < 4; k++) {
-        std::vector<double> t = theta;
-        t[at(i)] += si[k] * h;
-        t[at(j)] += sj[k] * h;
-        v[k] = f(t);
-      }
-      H[i + 1][j + 1] = H[j + 1][i + 1] = (v[0] - v[1] - v[2] + v[3]) / (4 * h * h);
-    }
-  return H;
 }
 
 inline void expect_gradient(const std::vector<double>& g, const std::vector<double>& fd, double rel = 1e-4) {

@@ -54,14 +54,6 @@ TEST(SpecificationFile, ReadsDesignPanelModeAndCovariateKinds) {
   EXPECT_EQ(r.model.design, 2);
   EXPECT_EQ(r.model.names, (Names{"AGE", "G"}));
 
-  // G*Z appends an unknown Z as a further genetic term.
-  r = parse("STATUS AGE\n", "DESIGN = case-control\nEFFECT = G*Z\nOUTPUT = G*Z\n");
-  ASSERT_EQ(r.error, "");
-  EXPECT_EQ(r.model.names, (Names{"AGE", "G", "Z"}));
-  EXPECT_EQ(r.model.pH, 2);
-  EXPECT_EQ(r.model.effect[1][1], 0);
-  EXPECT_EQ(r.model.effect[1][2], 2);
-
   // Windows line ends, tabs and no final newline read alike.
   r = parse("STATUS\tAGE \r\n", "DESIGN\t=\tcase-control\r\n\r\nEFFECT =  G\tAGE\r\nOUTPUT = G");
   ASSERT_EQ(r.error, "");
@@ -69,14 +61,6 @@ TEST(SpecificationFile, ReadsDesignPanelModeAndCovariateKinds) {
   EXPECT_EQ(r.model.effect[0][0], 1);
   EXPECT_EQ(r.model.effect[1][1], 2);
 
-  // The effect matrix is symmetric over all names.
-  r = parse("STATUS A B\n", "DESIGN = case-control\nEFFECT = A B A*B G G*A\nOUTPUT = A*B\n");
-  ASSERT_EQ(r.error, "");
-  EXPECT_EQ(r.model.effect[0][1], 2);
-  EXPECT_EQ(r.model.effect[1][0], 2);
-  EXPECT_EQ(r.model.effect[2][0], 1);
-  EXPECT_EQ(r.model.effect[0][2], 1);
-  EXPECT_EQ(r.model.effect[1][2], 0);
 }
 
 TEST(SpecificationFile, EachErrorLineIsExact) {
