@@ -53,14 +53,6 @@ TEST(SpecificationFile, ReadsDesignPanelModeAndCovariateKinds) {
   ASSERT_EQ(r.error, "");
   EXPECT_EQ(r.model.design, 2);
   EXPECT_EQ(r.model.names, (Names{"AGE", "G"}));
-
-  // Windows line ends, tabs and no final newline read alike.
-  r = parse("STATUS\tAGE \r\n", "DESIGN\t=\tcase-control\r\n\r\nEFFECT =  G\tAGE\r\nOUTPUT = G");
-  ASSERT_EQ(r.error, "");
-  EXPECT_EQ(r.model.names, (Names{"AGE", "G"}));
-  EXPECT_EQ(r.model.effect[0][0], 1);
-  EXPECT_EQ(r.model.effect[1][1], 2);
-
 }
 
 TEST(SpecificationFile, EachErrorLineIsExact) {
