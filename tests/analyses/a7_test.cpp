@@ -204,7 +204,8 @@ TEST(CrossSectionalAnalysis, StandardErrorsMatchObservedInformation) {
 }
 
 TEST(CrossSectionalAnalysis, RecoversSimulatedEffect) {
-  for (const Options& o : {Options{.n = 800, .binary = true, .seed = 77}, Options{.n = 800, .panel = true, .seed = 77}}) {
+  const Options binary{.n = 800, .binary = true, .seed = 77}, panel{.n = 800, .panel = true, .seed = 77};
+  for (const Options& o : {binary, panel}) {
     SCOPED_TRACE(o.binary ? "binary" : "continuous, panel");
     sim::Sample s = cross_sectional(o);
     const sim::Result r = sim::run(A7_CS_pl, s, s.prep.G);

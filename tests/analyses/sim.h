@@ -101,7 +101,8 @@ Result run(Analysis analysis, Sample& s, Dependence... ndep) {
 }
 
 inline void expect_gradient(const std::vector<double>& g, const std::vector<double>& fd, double rel = 1e-4) {
-  for (std::size_t k = 0; k < fd.size(); k++) EXPECT_NEAR(g[k], fd[k], rel * (1.0 + std::fabs(g[k]))) << "parameter " << k;
+  for (std::size_t k = 0; k < fd.size(); k++)
+    EXPECT_NEAR(g[k], fd[k], rel * (1.0 + std::fabs(g[k]))) << "parameter " << k;
 }
 
 inline void expect_matrix(const Mat<double>& I, const Mat<double>& H, int n, double rel = 2e-3) {

@@ -104,7 +104,8 @@ TEST(MakelistEx, FamilyCombinations) {
       // Parent (1,0) is (0,2); the child (1,1) is (0,3) or (1,2): the child's other
       // haplotype runs over its range, ascending.
       {"duo", 2, 0, 1, 0, {{1, 0}, {1, 1}}, {{{0, 2, 1, -1}, {0, 2, 3, -1}}}},
-      {"duo, untyped child", 2, 0, 1, 0, {{1, 0}, {9, 9}}, {{{0, 2, 0, -1}, {0, 2, 1, -1}, {0, 2, 2, -1}, {0, 2, 3, -1}}}},
+      {"duo, untyped child", 2, 0, 1, 0, {{1, 0}, {9, 9}},
+       {{{0, 2, 0, -1}, {0, 2, 1, -1}, {0, 2, 2, -1}, {0, 2, 3, -1}}}},
       // A child coded 3 rejects allele 1 on the first haplotype of the pair tested,
       // the one from parent 1 (trio) or the parent (duo).
       {"trio, child coded 3", 1, 1, 0, 0, {{2}, {1}, {3}}, {{}}},
@@ -120,7 +121,8 @@ TEST(MakelistEx, FamilyCombinations) {
     makelist_ex(l, rows(c.M, c.rows), c.nTR, c.nDU, c.nUN, c.M);
     ASSERT_EQ(l.families.size(), c.families.size());
     for (int f = 0; f < static_cast<int>(c.families.size()); f++) {
-      EXPECT_EQ(l.families[static_cast<std::size_t>(f)].type, f < c.nTR ? kTrio : f < c.nTR + c.nDU ? kDuo : kSingleton);
+      const int type = f < c.nTR ? kTrio : f < c.nTR + c.nDU ? kDuo : kSingleton;
+      EXPECT_EQ(l.families[static_cast<std::size_t>(f)].type, type);
       EXPECT_EQ(entries_of(l, f), c.families[static_cast<std::size_t>(f)]) << "family " << f;
     }
   }
@@ -158,12 +160,10 @@ TEST(ReduceList, ThresholdIsInclusiveNaNKeepsAndEmptySubjectsGo) {
 }
 
 TEST(ReduceListEx, TestsOnlyTheHaplotypesOfTheFamilyType) {
+  // One SNP: a trio (0,0 | 1,1 | 0,1), a duo (0,0 | 0,1) and a singleton (0,1).
   PanelList l;
-  l.entries.resize(3);
-  int combos[3][4] = {{0, 0, 1, 1}, {0, 0, 1, -1}, {0, 1, -1, -1}};
-  for (int e = 0; e < 3; e++)
-    for (int k = 0; k < 4; k++) l.entries[e].h[k] = combos[e][k];
-  l.families = {{kTrio, 0, 1}, {kDuo, 1, 2}, {kSingleton, 2, 3}};
+  makelist_ex(l, rows(1, {{0}, {2}, {1}, {0}, {1}, {1}}), 1, 1, 1, 1);
+  ASSERT_EQ(l.entries.size(), 3u);
   // Haplotype 1 rare: every family loses its only entry.
   const double rare1[2] = {0.999, 0.001};
   PanelList a = l;

@@ -103,7 +103,8 @@ TEST(SpecificationFile, EachErrorLineIsExact) {
       {kHeader, kCc + "EFFECT = G\n", "Error: OUTPUT is not specified.\n"},
       {"STATUS\n", kCc + "EFFECT = G\nOUTPUT = G\n", ""},
       // The event column of the cohort design is not a covariate.
-      {"TIME EVENT AGE\n", "DESIGN = cohort\nEFFECT = EVENT\nOUTPUT = G\n", "Error: Unknown effect 'EVENT' in EFFECT\n"},
+      {"TIME EVENT AGE\n", "DESIGN = cohort\nEFFECT = EVENT\nOUTPUT = G\n",
+       "Error: Unknown effect 'EVENT' in EFFECT\n"},
       {"TIME EVENT AGE\n", "DESIGN = cohort\nCATEGORICAL = EVENT\n", "Error: Unknown value 'EVENT' for CATEGORICAL.\n"},
       {"TIME EVENT AGE\n", "DESIGN = cohort\nDEPENDENT = EVENT\n", "Error: Unknown value 'EVENT' for DEPENDENT.\n"},
   };
@@ -112,13 +113,15 @@ TEST(SpecificationFile, EachErrorLineIsExact) {
 
 TEST(SpecificationFile, LongLinesAreReadInPiecesOfNinetyNineCharacters) {
   // The piece boundary falls inside the blanks: the rest "MODE = recessive" is a line of its own.
-  Parsed r = parse("STATUS\n", "DESIGN = case-control\nEFFECT = G" + std::string(95, ' ') + "MODE = recessive\nOUTPUT = G\n");
+  const std::string blanks(95, ' ');
+  Parsed r = parse("STATUS\n", "DESIGN = case-control\nEFFECT = G" + blanks + "MODE = recessive\nOUTPUT = G\n");
   EXPECT_EQ(r.error, "");
   EXPECT_EQ(r.model.mode, 2);
   // A piece that starts inside a word must itself start with a keyword.
   std::string panel = "PANEL = 1 2 3";
   panel.resize(97, ' ');
-  EXPECT_EQ(parse("STATUS\n", "DESIGN = case-control\n" + panel + "XXYZ = 1\n").error, "Error: Unknown KEYWORD 'YZ'.\n");
+  EXPECT_EQ(parse("STATUS\n", "DESIGN = case-control\n" + panel + "XXYZ = 1\n").error,
+            "Error: Unknown KEYWORD 'YZ'.\n");
   EXPECT_EQ(line_pieces(std::string(99, 'a') + "\n").size(), 2u);
   EXPECT_EQ(line_pieces(std::string(98, 'a') + "\n").size(), 1u);
 }
