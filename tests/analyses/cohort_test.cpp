@@ -4,37 +4,20 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
-#include <cstdint>
-#include <vector>
 
 #include "analyses/analyses.h"
 #include "analyses/cohort.h"
+#include "analyses/sim.h"
 #include "core/failtable.h"
 #include "design/complete.h"
-#include "design/dispatch.h"
-#include "design/model_builder.h"
+
+using sim::at;
 
 namespace {
 
-struct Lcg {
-  std::uint64_t s;
-  double uniform() {
-    s = s * 6364136223846793005ULL + 1442695040888963407ULL;
-    return static_cast<double>(s >> 11) / 9007199254740992.0;
-  }
-};
-
-// Three-SNP haplotypes, target first. Tags 01 and 10 go with target allele 1,
-// 00 and 11 with allele 0, so an untyped target is told by its tags.
-int draw_haplotype(Lcg& r) {
-  const double u = r.uniform();
-  return u < 0.4 ? 0b000 : u < 0.7 ? 0b101 : u < 0.9 ? 0b110 : 0b011;
-}
-
-void genotype_row(Mat<int>& g, int row, int h1, int h2) {
-  for (int j = 0; j < 3; j++) g[row][j] = ((h1 >> (2 - j)) & 1) + ((h2 >> (2 - j)) & 1);
-}
+// Tags 01 and 10 go with target allele 1, 00 and 11 with allele 0, so an
+// untyped target is told by its tags.
+const sim::Haplotypes kHaplotypes{{0b000, 0b101, 0b110, 0b011}, {0.4, 0.7, 0.9, 1.0}};
 
 struct Options {
   int n = 600;
@@ -44,109 +27,68 @@ struct Options {
   bool homozygous = false;  // both haplotypes alike, target always typed: one pair per subject
 };
 
-// A simulated cohort: exponential failure and censoring times.
-struct Cohort {
-  Options o;
-  Model model;
-  StudyData study;
-  Mat<int> geno, geno_ex;
-
-  explicit Cohort(const Options& opt) : o(opt) {
-    Lcg r{7};
-    study.n = study.n_total = o.n;
-    study.p = study.nsnp = 1;
-    geno = imatrix(0, o.n - 1, 0, 2);
-    for (int i = 0; i < o.n; i++) {
-      const int h1 = draw_haplotype(r), h2 = o.homozygous ? h1 : draw_haplotype(r);
-      genotype_row(geno, i, h1, h2);
-      const double x = r.uniform() < 0.3 + 0.15 * ((h1 == 0b101) + (h2 == 0b101)) ? 1.0 : 0.0;
-      const double failure = -std::log(1.0 - r.uniform()) / (0.1 * std::exp(o.beta * geno[i][0] + 0.5 * x));
-      const double censor = -std::log(1.0 - r.uniform()) / 0.08;
-      study.TIME.push_back(std::min(failure, censor));
-      study.EVENT.push_back(failure < censor ? 1 : 0);
-      study.cov.push_back(o.covariate ? x : 0.0);
-      study.geno.push_back(static_cast<std::uint8_t>(geno[i][0]));
-      if (o.panel || (!o.homozygous && r.uniform() < 0.3)) geno[i][0] = 9;
-    }
-    auto b = o.covariate ? testmodel::Builder(2, 1, {"X"}).dependent("X").categorical("X").term("X")
-                         : testmodel::Builder(2, 1, {"X"});
-    model = b.term("G", 2).model();
-    model.nUN = o.panel ? 100 : 0;
-    geno_ex = imatrix(0, model.nUN - 1, 0, 2);
-    for (int u = 0; u < model.nUN; u++) genotype_row(geno_ex, u, draw_haplotype(r), draw_haplotype(r));
+// Exponential failure and censoring times.
+sim::Sample cohort(const Options& o) {
+  sim::Lcg r(7);
+  sim::Sample s;
+  s.study = testmodel::make_study({std::vector<double>(at(o.n))}, std::vector<int>(at(o.n)));
+  s.study.TIME.clear();
+  s.study.EVENT.clear();
+  s.geno = imatrix(0, o.n - 1, 0, 2);
+  for (int i = 0; i < o.n; i++) {
+    const int h1 = kHaplotypes.draw(r), h2 = o.homozygous ? h1 : kHaplotypes.draw(r);
+    sim::genotype_row(s.geno, i, h1, h2);
+    const double x = r.uniform() < 0.3 + 0.15 * ((h1 == 0b101) + (h2 == 0b101)) ? 1.0 : 0.0;
+    const double failure = -std::log(1.0 - r.uniform()) / (0.1 * std::exp(o.beta * s.geno[i][0] + 0.5 * x));
+    const double censor = -std::log(1.0 - r.uniform()) / 0.08;
+    s.study.TIME.push_back(std::min(failure, censor));
+    s.study.EVENT.push_back(failure < censor ? 1 : 0);
+    s.study.cov[at(i)] = o.covariate ? x : 0.0;
+    s.study.geno[at(i)] = static_cast<std::uint8_t>(s.geno[i][0]);
+    if (o.panel || (!o.homozygous && r.uniform() < 0.3)) s.geno[i][0] = 9;
   }
-
-  // A freshly prepared window (an analysis consumes the list).
-  void prepare(Window& w, WindowPrep& prep) {
-    w.set_size(3);
-    w.design = 2;
-    w.pH = 1;
-    w.ext = o.panel ? 1 : 0;
-    ASSERT_EQ(prepare_window(w, geno, geno_ex, model, study, prep), 1);
+  testmodel::Builder b(2, 1, {"X"});
+  if (o.covariate) b.dependent("X").categorical("X").effect("X");
+  s.model = b.output("G").model();
+  if ((s.ext = o.panel)) {
+    s.model.nUN = 100;
+    s.geno_ex = sim::panel(r, kHaplotypes, 0, 0, 100);
   }
-};
-
-struct Result {
-  std::vector<double> est = std::vector<double>(32, 0.0), se = std::vector<double>(32, 0.0);
-  double loglik = 0.0;
-  int iter = 0, ok = 0;
-};
-
-// A6_CO with the dispatcher's ndep (or the one given), else A6_ind_HWE under analysis class anal.
-Result analyse(Cohort& c, int anal = -1, int ndep = -100) {
-  Window w;
-  WindowPrep prep;
-  c.prepare(w, prep);
-  Result r;
-  if (c.o.covariate)
-    r.ok = A6_CO(w, c.study, r.est.data(), r.se.data(), &r.loglik, &r.iter, prep.rankmap.data(), prep.freq.data(),
-                 ndep == -100 ? prep.G : ndep);
-  else {
-    if (anal >= 0) w.anal = anal;
-    r.ok = A6_ind_HWE(w, c.study, r.est.data(), r.se.data(), &r.loglik, &r.iter, prep.rankmap.data(),
-                      prep.freq.data());
-  }
-  return r;
+  s.prepare();
+  return s;
 }
 
-double objective_at(Window& w, CohortWork& cw, const std::vector<double>& theta) {
-  exp_eval_CO(w, cw, theta.data());
-  ford_eval_CO(w, cw);
-  return loglike_CO(w, cw);
+// A6_CO with the dispatcher's ndep when there is a covariate, else A6_ind_HWE.
+sim::Result analyse(sim::Sample& s, bool covariate) {
+  s.prepare();
+  return covariate ? sim::run(A6_CO, s, s.prep.G) : sim::run(A6_ind_HWE, s);
 }
 
 }  // namespace
 
 TEST(CohortAnalysis, GradientMatchesFiniteDifferencesWithWeightsFixed) {
-  for (int dependence = 0; dependence <= 1; dependence++) {
-    Options o;
-    o.n = 150;
-    o.covariate = o.panel = dependence == 1;
-    Cohort c(o);
-    Window w;
-    WindowPrep prep;
-    c.prepare(w, prep);
-    makeFlist(w, c.study.TIME.data(), c.study.EVENT.data());
+  for (bool dependence : {false, true}) {
+    SCOPED_TRACE(dependence ? "dependence, panel" : "no dependence");
+    sim::Sample s = cohort({.n = 150, .covariate = dependence, .panel = dependence});
+    Window& w = s.w;
+    makeFlist(w, s.study.TIME.data(), s.study.EVENT.data());
     CohortWork cw;
-    prepare_cohort(w, c.study, prep.rankmap.data(), dependence == 1, cw);
-    if (dependence) set_dependence(w, cw, w.pD * prep.G);
-    std::vector<double> theta(static_cast<std::size_t>(cw.P)), g(theta.size());
-    start_values(w, cw, prep.freq.data(), theta.data());
-    for (int i = 0; i < cw.P; i++) theta[i] += 0.1 * (i % 3) - 0.05;  // away from the start's symmetries
+    prepare_cohort(w, s.study, s.hapmap(), dependence, cw);
+    if (dependence) set_dependence(w, cw, w.pD * s.prep.G);
+    std::vector<double> theta(at(cw.P)), g(theta.size());
+    start_values(w, cw, s.freq(), theta.data());
+    for (int i = 0; i < cw.P; i++) theta[at(i)] += 0.1 * (i % 3) - 0.05;  // away from the start's symmetries
     exp_eval_CO(w, cw, theta.data());
     back_eval_CO(w, cw);
     link_eval_CO(w, cw);  // weights fixed from here
-    objective_at(w, cw, theta);
+    auto objective = [&](const std::vector<double>& t) {
+      exp_eval_CO(w, cw, t.data());
+      ford_eval_CO(w, cw);
+      return loglike_CO(w, cw);
+    };
+    objective(theta);
     dloglike_CO(w, cw, g.data());
-    const double h = 1e-5;
-    for (int i = 0; i < cw.P; i++) {
-      std::vector<double> t = theta;
-      t[i] += h;
-      const double up = objective_at(w, cw, t);
-      t[i] -= 2 * h;
-      EXPECT_NEAR(g[i], (up - objective_at(w, cw, t)) / (2 * h), 1e-4 * (1.0 + std::fabs(g[i])))
-          << "parameter " << i << (dependence ? " (dependence, panel)" : "");
-    }
+    sim::expect_gradient(g, fd::gradient(objective, theta));
   }
 }
 
@@ -158,7 +100,7 @@ TEST(CohortAnalysis, RiskSumsFollowTheFailureTable) {
   study.TIME = {2.0, 5.0, 3.0, 5.0, 1.0, 7.0};
   study.EVENT = {1, 1, 0, 1, 0, 0};
   Mat<int> geno = imatrix(0, 5, 0, 0);
-  for (int i = 0; i < 6; i++) geno[i][0] = g[static_cast<std::size_t>(i)];
+  for (int i = 0; i < 6; i++) geno[i][0] = g[at(i)];
   Window w;
   w.set_size(1);
   w.design = 2;
@@ -185,17 +127,12 @@ TEST(CohortAnalysis, RiskSumsFollowTheFailureTable) {
 }
 
 TEST(CohortAnalysis, FullyObservedPairsReproduceCoxRegression) {
-  for (int dependence = 0; dependence <= 1; dependence++) {
-    Options o;
-    o.n = 1500;
-    o.beta = 0.35;
-    o.homozygous = true;
-    o.covariate = dependence == 1;
-    Cohort c(o);
+  for (bool covariate : {false, true}) {
+    sim::Sample s = cohort({.n = 1500, .beta = 0.35, .covariate = covariate, .homozygous = true});
     Window single;
     std::vector<double> cox_est, cox_se;
-    ASSERT_EQ(stan_single(cox_est, cox_se, c.study, 0, c.model, single), 1);
-    const Result r = analyse(c);
+    ASSERT_EQ(stan_single(cox_est, cox_se, s.study, 0, s.model, single), 1);
+    const sim::Result r = analyse(s, covariate);
     ASSERT_EQ(r.ok, 1);
     for (std::size_t k = 0; k < cox_est.size(); k++) {
       EXPECT_NEAR(r.est[k], cox_est[k], 1e-3) << "coefficient " << k;
@@ -204,32 +141,25 @@ TEST(CohortAnalysis, FullyObservedPairsReproduceCoxRegression) {
   }
 }
 
-TEST(CohortAnalysis, EntryConditions) {
-  Options o;
-  o.n = 300;
-  Cohort plain(o);
-  const Result one = analyse(plain, 1), two = analyse(plain, 2);
-  ASSERT_EQ(one.ok, 1);
-  EXPECT_TRUE(one.est == two.est && one.se == two.se && one.loglik == two.loglik && one.iter == two.iter);
-
-  o.covariate = true;
-  Cohort dependent(o);
+TEST(CohortAnalysis, NoDependenceHaplotypeFitsNothing) {
+  sim::Sample s = cohort({.n = 300, .covariate = true});
   for (int ndep : {0, -1}) {
-    const Result r = analyse(dependent, -1, ndep);
-    EXPECT_EQ(r.ok + r.iter, 0) << "nothing fitted for ndep " << ndep;
+    s.prepare();
+    const sim::Result r = sim::run(A6_CO, s, ndep);
+    EXPECT_EQ(r.ok, 0) << "ndep " << ndep;
+    EXPECT_EQ(r.iter, -7);
+    EXPECT_EQ(r.est[0], -7.0);
   }
 }
 
 TEST(CohortAnalysis, RecoversSimulatedEffectWithMissingGenotypes) {
   for (int run = 0; run < 3; run++) {
-    Options o;
-    o.n = 800;
-    o.panel = run == 1;
-    o.covariate = run == 2;
-    Cohort c(o);
-    const Result r = analyse(c);
-    ASSERT_EQ(r.ok, 1) << "run " << run;
-    EXPECT_NEAR(r.est[0], o.beta, 3.0 * r.se[0]) << "run " << run;
+    SCOPED_TRACE(run == 0 ? "study only" : run == 1 ? "panel" : "dependent covariate");
+    const Options o{.n = 800, .covariate = run == 2, .panel = run == 1};
+    sim::Sample s = cohort(o);
+    const sim::Result r = analyse(s, o.covariate);
+    ASSERT_EQ(r.ok, 1);
+    EXPECT_NEAR(r.est[0], o.beta, 3.0 * r.se[0]);
     EXPECT_GT(r.se[0], 0.02);
     EXPECT_LT(r.se[0], 0.15);
     if (o.covariate) {

@@ -27,23 +27,6 @@ std::string pvalue_text(double z) {
 
 }  // namespace
 
-TEST(Arrays, IndexRangesStartWhereTheCallerSays) {
-  Vec<double> v = dvector(-1, 3);
-  v[-1] = 7.0;
-  v[3] = 8.0;
-  EXPECT_EQ(v.size(), 5);
-  EXPECT_EQ(v[-1] + v[3], 15.0);
-  Mat<int> m = imatrix(1, 2, 0, 4);
-  m[2][4] = 5;
-  m[1][0] = 1;
-  EXPECT_EQ(m[2][4] + m[1][0], 6);
-  EXPECT_EQ(m[1][1], 0);
-  Arr3<double> a = dmatrix3(0, 1, 0, 2, 1, 3);
-  a(1, 2, 3) = 2.5;
-  EXPECT_EQ(a(1, 2, 3), 2.5);
-  EXPECT_EQ(a(0, 0, 1), 0.0);
-}
-
 TEST(ArraysDeathTest, RefusedAllocationsNameTheirAllocator) {
   EXPECT_EXIT(dvector(0, 1L << 62), testing::ExitedWithCode(1), "allocation failure in vector\\(\\)");
   EXPECT_EXIT(ivector(0, 1L << 62), testing::ExitedWithCode(1), "allocation failure in ivector\\(\\)");
@@ -53,36 +36,31 @@ TEST(ArraysDeathTest, RefusedAllocationsNameTheirAllocator) {
               "Numerical Recipes run-time error...\n.*\n...now exiting to system...");
 }
 
-TEST(Linalg, InvertsKnownMatrices) {
-  // [[4,7],[2,6]] has inverse [[0.6,-0.7],[-0.2,0.4]].
-  Mat<double> a = matrix(2, {4, 7, 2, 6});
+TEST(Linalg, InvertsKnownMatricesAndPivotsAsIntended) {
+  // [[4,7],[2,6]] has inverse [[0.6,-0.7],[-0.2,0.4]]; the symmetric 3 x 3
+  // information-like matrix (det = 8) was inverted by hand.
+  Mat<double> a = matrix(2, {4, 7, 2, 6}), b = matrix(3, {2, -1, 0, -1, 2, -1, 0, -1, 2});
   invv(a, 2);
-  EXPECT_NEAR(a[1][1], 0.6, 1e-14);
-  EXPECT_NEAR(a[1][2], -0.7, 1e-14);
-  EXPECT_NEAR(a[2][1], -0.2, 1e-14);
-  EXPECT_NEAR(a[2][2], 0.4, 1e-14);
-  // A symmetric 3 x 3 information-like matrix; inverse worked by hand (det = 8).
-  Mat<double> b = matrix(3, {2, -1, 0, -1, 2, -1, 0, -1, 2});
   invv(b, 3);
-  const double expect[3][3] = {{0.75, 0.5, 0.25}, {0.5, 1.0, 0.5}, {0.25, 0.5, 0.75}};
+  const double ia[2][2] = {{0.6, -0.7}, {-0.2, 0.4}};
+  const double ib[3][3] = {{0.75, 0.5, 0.25}, {0.5, 1.0, 0.5}, {0.25, 0.5, 0.75}};
   for (int i = 1; i <= 3; i++)
-    for (int j = 1; j <= 3; j++) EXPECT_NEAR(b[i][j], expect[i - 1][j - 1], 1e-14);
-}
-
-TEST(Linalg, SingularMatrixWithoutZeroRowInvertsThroughTheTinyPivot) {
-  Mat<double> a = matrix(2, {1, 2, 2, 4});
-  invv(a, 2);
-  EXPECT_GT(std::fabs(a[2][2]), 1e30);
-}
-
-TEST(Linalg, EqualPivotWeightsChooseTheLaterRow) {
-  // Both rows have scaled weight 1 in column 1: the later row is the pivot.
-  Mat<double> a = matrix(2, {1, 0.5, -1, 0.25});
+    for (int j = 1; j <= 3; j++) {
+      if (i < 3 && j < 3) {
+        EXPECT_NEAR(a[i][j], ia[i - 1][j - 1], 1e-14);
+      }
+      EXPECT_NEAR(b[i][j], ib[i - 1][j - 1], 1e-14);
+    }
+  // Singular without a zero row: inverted through the tiny pivot 1e-40.
+  Mat<double> s = matrix(2, {1, 2, 2, 4});
+  invv(s, 2);
+  EXPECT_GT(std::fabs(s[2][2]), 1e30);
+  // Equal scaled pivot weights in column 1: the later row is the pivot.
   Vec<int> indx = ivector(1, 2);
-  ludcmp(a, 2, indx);
+  Mat<double> tie = matrix(2, {1, 0.5, -1, 0.25}), no_tie = matrix(2, {2, 1, 1, 3});
+  ludcmp(tie, 2, indx);
   EXPECT_EQ(indx[1], 2);
-  Mat<double> b = matrix(2, {2, 1, 1, 3});
-  ludcmp(b, 2, indx);
+  ludcmp(no_tie, 2, indx);
   EXPECT_EQ(indx[1], 1);
 }
 

@@ -43,27 +43,18 @@ using V = std::vector<double>;
 TEST(GenotypeCoding, HapSnpReadsDigitsFromTheMostSignificant) {
   Window w;
   w.set_size(5);
-  const int code = 22;  // 10110
-  EXPECT_EQ(hap_snp(code, 1, w), 1);
-  EXPECT_EQ(hap_snp(code, 2, w), 0);
-  EXPECT_EQ(hap_snp(code, 3, w), 1);
-  EXPECT_EQ(hap_snp(code, 4, w), 1);
-  EXPECT_EQ(hap_snp(code, 5, w), 0);
+  const int digits[5] = {1, 0, 1, 1, 0};  // 22 = 10110
+  for (int k = 1; k <= 5; k++) EXPECT_EQ(hap_snp(22, k, w), digits[k - 1]) << "position " << k;
 }
 
 TEST(GenotypeCoding, SingleSnpCodingByMode) {
-  // Cohort design: no intercept, so only the genetic entries are written.
-  const int pairs[3][2] = {{0, 0}, {0, 1}, {1, 1}};
-  const V additive[3] = {{0}, {1}, {2}};
-  const V recessive[3] = {{0}, {0}, {1}};
-  const V dominant[3] = {{0}, {1}, {1}};
-  const V codominant[3] = {{0, 0}, {1, 0}, {0, 1}};
-  for (int g = 0; g < 3; g++) {
-    EXPECT_EQ(zvec(genetic_window(1, kAdditive, kCohort), 0, pairs[g][0], pairs[g][1]), additive[g]);
-    EXPECT_EQ(zvec(genetic_window(1, kRecessive, kCohort), 0, pairs[g][0], pairs[g][1]), recessive[g]);
-    EXPECT_EQ(zvec(genetic_window(1, kDominant, kCohort), 0, pairs[g][0], pairs[g][1]), dominant[g]);
-    EXPECT_EQ(zvec(genetic_window(1, kCodominant, kCohort), 0, pairs[g][0], pairs[g][1]), codominant[g]);
-  }
+  // Pairs (0,0), (0,1), (1,1) under each mode. Cohort design: no intercept, so
+  // only the genetic entries are written.
+  const V expected[4][3] = {{{0}, {1}, {2}}, {{0}, {0}, {1}}, {{0}, {1}, {1}}, {{0, 0}, {1, 0}, {0, 1}}};
+  for (int mode = kAdditive; mode <= kCodominant; mode++)
+    for (int g = 0; g < 3; g++)
+      EXPECT_EQ(zvec(genetic_window(1, mode, kCohort), 0, g == 2 ? 1 : 0, g == 0 ? 0 : 1), expected[mode - 1][g])
+          << "mode " << mode << " genotype " << g;
 }
 
 TEST(GenotypeCoding, SingleSnpCodingReadsTheSnpAtItsWindowPosition) {
@@ -77,21 +68,20 @@ TEST(GenotypeCoding, SingleSnpCodingReadsTheSnpAtItsWindowPosition) {
 }
 
 TEST(GenotypeCoding, HaplotypeCodingCountsTheTermsHaplotype) {
+  // Two terms for haplotypes 101 and 011.
   Window w = genetic_window(3, kAdditive, kCohort, 2);
   w.hap = 1;
   w.hap0 = {5, 3};
-  EXPECT_EQ(zvec(w, 0, 5, 5), (V{2, 0}));
-  EXPECT_EQ(zvec(w, 0, 3, 5), (V{1, 1}));
-  EXPECT_EQ(zvec(w, 0, 0, 7), (V{0, 0}));
-  w.mode = kRecessive;
-  EXPECT_EQ(zvec(w, 0, 5, 5), (V{1, 0}));
-  EXPECT_EQ(zvec(w, 0, 3, 5), (V{0, 0}));
-  w.mode = kDominant;
-  EXPECT_EQ(zvec(w, 0, 3, 5), (V{1, 1}));
-  EXPECT_EQ(zvec(w, 0, 3, 3), (V{0, 1}));
-  w.mode = kCodominant;
-  EXPECT_EQ(zvec(w, 0, 3, 5), (V{1, 0, 1, 0}));
-  EXPECT_EQ(zvec(w, 0, 5, 5), (V{0, 1, 0, 0}));
+  const struct {
+    int mode, h1, h2;
+    V z;
+  } cases[] = {{kAdditive, 5, 5, {2, 0}},   {kAdditive, 3, 5, {1, 1}},   {kAdditive, 0, 7, {0, 0}},
+               {kRecessive, 5, 5, {1, 0}},  {kRecessive, 3, 5, {0, 0}},  {kDominant, 3, 5, {1, 1}},
+               {kDominant, 3, 3, {0, 1}},   {kCodominant, 3, 5, {1, 0, 1, 0}}, {kCodominant, 5, 5, {0, 1, 0, 0}}};
+  for (const auto& c : cases) {
+    w.mode = c.mode;
+    EXPECT_EQ(zvec(w, 0, c.h1, c.h2), c.z) << "mode " << c.mode << " pair " << c.h1 << "," << c.h2;
+  }
 }
 
 TEST(GenotypeCoding, DesignVectorLayout) {
@@ -158,12 +148,9 @@ TEST(GenotypeCoding, DependenceEntriesFollowTheRegressionAndFrequencyParameters)
 
   // Two dependence columns and G = qq / pD = 2 haplotypes: entries 6..9.
   w.pD = 2;
+  const double u = kUntouched;
   Dvec(w, z.data(), 0, 6, 6);
-  EXPECT_EQ(z, (V{kUntouched, kUntouched, kUntouched, kUntouched, kUntouched, kUntouched, 4, 0, 1, 0, kUntouched,
-                  kUntouched}));
+  EXPECT_EQ(z, (V{u, u, u, u, u, u, 4, 0, 1, 0, u, u}));
   Dvec(w, z.data(), 0, 1, 6);
-  EXPECT_EQ(z[6], 2.0);
-  EXPECT_EQ(z[7], 2.0);
-  EXPECT_EQ(z[8], 0.5);
-  EXPECT_EQ(z[9], 0.5);
+  EXPECT_EQ(z, (V{u, u, u, u, u, u, 2, 2, 0.5, 0.5, u, u}));
 }

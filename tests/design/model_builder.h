@@ -2,6 +2,7 @@
 // read_header would leave it, and a StudyData over given columns.
 #pragma once
 
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -40,9 +41,23 @@ class Builder {
     m_.effect[static_cast<std::size_t>(j)][static_cast<std::size_t>(i)] = level;
     return *this;
   }
+  // Terms as an EFFECT line writes them ("A C G A*G"), or as OUTPUT names them.
+  Builder& effect(const std::string& line) { return terms(line, 1); }
+  Builder& output(const std::string& line) { return terms(line, 2); }
   Model model() const { return m_; }
 
  private:
+  Builder& terms(const std::string& line, int level) {
+    std::istringstream words(line);
+    for (std::string t; words >> t;) {
+      const std::size_t star = t.find('*');
+      if (star == std::string::npos)
+        term(t, level);
+      else
+        term(t.substr(0, star), t.substr(star + 1), level);
+    }
+    return *this;
+  }
   int at(const std::string& name) const {
     for (std::size_t i = 0; i < m_.names.size(); i++)
       if (m_.names[i] == name) return static_cast<int>(i);

@@ -47,25 +47,19 @@ struct TinyRun {
 
 }  // namespace
 
-TEST(TagMeasure, PerfectLinkageGivesOneAndIndependenceZero) {
+TEST(TagMeasure, WorkedByHand) {
   // Two SNPs; codes a*2 + c with a the target allele and c the background.
-  const double perfect[4] = {0.6, 0.0, 0.0, 0.4};
-  EXPECT_NEAR(MDfun(perfect, 1, 2), 1.0, 1e-12);
-  const double independent[4] = {0.3, 0.3, 0.2, 0.2};
-  EXPECT_NEAR(MDfun(independent, 1, 2), 0.0, 1e-12);
-  // Partial linkage, worked by hand: f = 0.5, S1 = 0.25, S2 = 0.18^2 ... see below.
-  // a = (0.1, 0.4), b = (0.4, 0.1), r = (0.5, 0.5):
+  // Partial linkage: a = (0.1, 0.4), b = (0.4, 0.1), r = (0.5, 0.5), f = 0.5:
   // S1 = 0.01 + 0.16 = 0.17; S2 = (2*0.04 + 0.01 + 0.16)^2 / 0.5 = 0.125;
-  // (0.17 + 0.125 - 0.25) / (0.25 / 2) = 0.36.
-  const double partial[4] = {0.4, 0.1, 0.1, 0.4};
-  EXPECT_NEAR(MDfun(partial, 1, 2), 0.36, 1e-12);
-}
-
-TEST(TagMeasure, MonomorphicTargetScoresZero) {
-  const double none[4] = {0.5, 0.5, 0.0, 0.0};
-  EXPECT_EQ(MDfun(none, 1, 2), 0.0);
-  const double all[4] = {0.0, 0.0, 0.7, 0.3};
-  EXPECT_EQ(MDfun(all, 1, 2), 0.0);
+  // (0.17 + 0.125 - 0.25) / (0.25 / 2) = 0.36. A monomorphic target scores 0.
+  const struct {
+    double f[4], md;
+  } cases[] = {{{0.6, 0.0, 0.0, 0.4}, 1.0},
+               {{0.3, 0.3, 0.2, 0.2}, 0.0},
+               {{0.4, 0.1, 0.1, 0.4}, 0.36},
+               {{0.5, 0.5, 0.0, 0.0}, 0.0},
+               {{0.0, 0.0, 0.7, 0.3}, 0.0}};
+  for (const auto& c : cases) EXPECT_NEAR(MDfun(c.f, 1, 2), c.md, 1e-12) << c.f[0] << " " << c.f[1];
 }
 
 TEST(TagMeasure, TargetAlleleIsInsertedAtItsPosition) {

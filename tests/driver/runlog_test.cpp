@@ -32,20 +32,6 @@ void write_inputs(const ScratchDir& dir) {
 
 }  // namespace
 
-TEST(RunLog, BannerLinesAreAllFiftyOneCharactersWide) {
-  ScratchDir dir;
-  RunResult r = run_kestrova(dir, {});
-  std::istringstream lines(r.out);
-  std::string line;
-  int box = 0;
-  while (box < 6 && std::getline(lines, line)) {
-    if (line.empty()) continue;
-    EXPECT_EQ(line.size(), 51u) << line;
-    box++;
-  }
-  EXPECT_EQ(box, 6);
-}
-
 TEST(RunLog, NoArgumentsPrintsEveryDefaultAndStopsAtTheMissingSpecificationFile) {
   ScratchDir dir;
   std::string expected = std::string(kBanner) +
