@@ -10,15 +10,29 @@ std::vector<int> model_covariates(const Model& model) {
   return out;
 }
 
+int PatternTable::add(const double* v) {
+  values.insert(values.end(), v, v + m);
+  if (m > 0 && !std::isnan(v[0])) by_first.emplace(v[0], J);
+  return J++;
+}
+
 int find_pattern(const PatternTable& table, const double* values, double tol) {
-  for (int j = 0; j < table.J; j++) {
+  if (table.m == 0) return table.J > 0 ? 0 : -1;
+  if (std::isnan(values[0])) return -1;  // a missing value equals nothing
+  // Only patterns whose first value is near enough can match; the exact test
+  // below decides, and the lowest index among the matches wins.
+  int best = -1;
+  auto end = table.by_first.upper_bound(values[0] + 2 * tol);
+  for (auto it = table.by_first.lower_bound(values[0] - 2 * tol); it != end; ++it) {
+    const int j = it->second;
+    if (best >= 0 && j > best) continue;
     const double* r = table.row(j);
     bool same = true;
     for (int k = 0; k < table.m && same; k++)
       if (!(std::fabs(values[k] - r[k]) < tol)) same = false;
-    if (same) return j;
+    if (same) best = j;
   }
-  return -1;
+  return best;
 }
 
 DesignColumns design_columns(const Model& model, const std::vector<int>& covariates, const PatternTable& patterns) {

@@ -4,6 +4,7 @@
 // names, and the interaction flags over the columns and the genetic terms.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -12,12 +13,18 @@
 
 inline constexpr double kLevelTolerance = 1e-06;  // categorical levels closer than this are one level
 
-// Distinct covariate patterns over the model covariates: J rows of m values.
+// Distinct covariate patterns over the model covariates: J rows of m values,
+// indexed by their first value so that a subject's pattern is found without
+// comparing it with every pattern (a continuous covariate gives about one
+// pattern per subject).
 struct PatternTable {
   int m = 0;
   int J = 0;
-  std::vector<double> values;  // row-major J x m
+  std::vector<double> values;           // row-major J x m
+  std::multimap<double, int> by_first;  // first value -> pattern (rows whose first value is a number)
   const double* row(int j) const { return values.data() + static_cast<std::size_t>(j) * m; }
+  // Appends a pattern; returns its index.
+  int add(const double* v);
 };
 
 struct DesignColumns {
@@ -33,8 +40,8 @@ struct DesignColumns {
 // The covariates whose diagonal effect entry is above 0, in phenotype order.
 std::vector<int> model_covariates(const Model& model);
 
-// Index of the first pattern whose m values all lie strictly within tol of
-// values[0..m-1], or -1.
+// Index of the first pattern (lowest index) whose m values all lie strictly
+// within tol of values[0..m-1], or -1.
 int find_pattern(const PatternTable& table, const double* values, double tol);
 
 // Levels, column counts and names of the model covariates over the patterns.

@@ -32,10 +32,7 @@ OutputFiles get_outfile(const std::string& prefix, const Model& model, const dou
   for (int i = 0; i < n; i++) {
     const double* row = cov + static_cast<std::size_t>(i) * p;
     for (int k = 0; k < m; k++) values[static_cast<std::size_t>(k)] = row[covariates[static_cast<std::size_t>(k)]];
-    if (find_pattern(patterns, values.data(), kOutfilePatternTolerance) < 0) {
-      patterns.J++;
-      patterns.values.insert(patterns.values.end(), values.begin(), values.end());
-    }
+    if (find_pattern(patterns, values.data(), kOutfilePatternTolerance) < 0) patterns.add(values.data());
   }
   out.J = patterns.J;
 

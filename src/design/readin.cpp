@@ -64,10 +64,7 @@ void readinXV(Window& w, const Model& model, StudyData& study, const double* cov
     const double* row = cov + static_cast<std::size_t>(s.idx) * p;
     for (int k = 0; k < m; k++) values[static_cast<std::size_t>(k)] = row[covariates[static_cast<std::size_t>(k)]];
     int j = find_pattern(patterns, values.data(), kPatternTolerance);
-    if (j < 0) {
-      j = patterns.J++;
-      patterns.values.insert(patterns.values.end(), values.begin(), values.end());
-    }
+    if (j < 0) j = patterns.add(values.data());
     s.stratum = j;
   }
   w.J = patterns.J;
