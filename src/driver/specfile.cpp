@@ -162,7 +162,7 @@ struct Reader {
     return "";
   }
 
-  std::string specification() {
+  std::string keyword_lines() {
     std::string text;
     if (!read_file(sfile, text)) return format("Error: '%s' does not exist.\n", sfile.c_str());
     std::vector<std::string> pieces = line_pieces(text);
@@ -303,5 +303,5 @@ std::string read_header(Model& model, const std::string& pfile, const std::strin
                         std::vector<std::string>& warnings) {
   Reader reader{model, pfile, sfile, warnings, ext};
   if (std::string e = reader.header(); !e.empty()) return e;
-  return reader.specification();
+  return reader.keyword_lines();
 }

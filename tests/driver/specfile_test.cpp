@@ -13,10 +13,10 @@ struct Parsed {
   std::string error;  // with the scratch folder written as <dir>
 };
 
-Parsed parse(const std::string& header, const std::string& spec, int ext = 1) {
+Parsed parse(const std::string& header, const std::string& model_text, int ext = 1) {
   ScratchDir dir;
   dir.write("phenotype.dat", header);
-  dir.write("specification.txt", spec);
+  dir.write("specification.txt", model_text);
   Parsed r;
   r.error = read_header(r.model, (dir.path() / "phenotype.dat").string(), (dir.path() / "specification.txt").string(),
                         ext, r.warnings);
@@ -62,7 +62,7 @@ TEST(SpecificationFile, EachErrorLineIsExact) {
   widest = wide + " X40\n";
   wide += "\n";
   const struct {
-    std::string header, spec, error;
+    std::string header, model_text, error;
   } cases[] = {
       {"1 0 3\n", kCc, "Error: Header line is missing in '<dir>/phenotype.dat'.\n"},
       {"", kCc, "Error: Header line is missing in '<dir>/phenotype.dat'.\n"},
@@ -108,7 +108,7 @@ TEST(SpecificationFile, EachErrorLineIsExact) {
       {"TIME EVENT AGE\n", "DESIGN = cohort\nCATEGORICAL = EVENT\n", "Error: Unknown value 'EVENT' for CATEGORICAL.\n"},
       {"TIME EVENT AGE\n", "DESIGN = cohort\nDEPENDENT = EVENT\n", "Error: Unknown value 'EVENT' for DEPENDENT.\n"},
   };
-  for (const auto& c : cases) EXPECT_EQ(parse(c.header, c.spec).error, c.error) << c.header << c.spec;
+  for (const auto& c : cases) EXPECT_EQ(parse(c.header, c.model_text).error, c.error) << c.header << c.model_text;
 }
 
 TEST(SpecificationFile, LongLinesAreReadInPiecesOfNinetyNineCharacters) {

@@ -1,5 +1,5 @@
-// kestrova-sim: simulates a ready-to-run Kestrova data set (model
-// specification, study phenotypes and genotypes, external panel, phased
+// kestrova-sim: simulates a ready-to-run Kestrova data set (the model
+// specification file, study phenotypes and genotypes, external panel, phased
 // haplotypes) together with a record of the truth behind it.
 // This unit holds the option table, the command-line parser and the run order.
 #include "genome.h"
@@ -359,7 +359,7 @@ int main(int argc, char** argv) {
     if (ec) fail("cannot create folder '" + opt.out + "': " + ec.message());
     const std::string dir = opt.out;
 
-    sim::write_specification(opt, words, dir + "/specification.txt");
+    sim::write_specification_file(opt, words, dir + "/specification.txt");
     sim::write_phenotypes(opt, sample, dir + "/phenotype.dat");
     const sim::MapStats stats = sim::write_map_files(opt, genome, panel, sample, dir);
     sim::write_truth(opt, genome, panel, sample, words, stats, dir + "/truth.txt");

@@ -244,7 +244,7 @@ std::string phenotype_header(const Options& opt) {
 
 // ---------------------------------------------------------------- specification.txt, phenotype.dat
 
-void write_specification(const Options& opt, const ModelWords& words, const std::string& path) {
+void write_specification_file(const Options& opt, const ModelWords& words, const std::string& path) {
     OutFile out(path, 1 << 16);
     out.put("DESIGN = ");
     out.put(design_name(opt.design));

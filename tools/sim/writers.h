@@ -59,7 +59,7 @@ ModelWords model_words(const Options& opt);
 // Header of phenotype.dat (exits if longer than the analysis program reads).
 std::string phenotype_header(const Options& opt);
 
-void write_specification(const Options& opt, const ModelWords& words, const std::string& path);
+void write_specification_file(const Options& opt, const ModelWords& words, const std::string& path);
 void write_phenotypes(const Options& opt, const Sample& s, const std::string& path);
 
 // Counts gathered while the genotype and panel files are written.
