@@ -19,8 +19,6 @@
 
 namespace {
 
-constexpr double kStepTolerance = 0.0001;  // L1 length of a negligible Newton step
-constexpr int kMaxNewtonSteps = 500;
 
 inline std::size_t at(int i) { return static_cast<std::size_t>(i); }
 
@@ -273,49 +271,14 @@ int A2_fit(Window& w, const StudyData& study, const int* hapmap, const double* f
   A2State st(w, study, hapmap);
   if (!st.coded) return 0;
   const int q = st.q, KK = st.KK, P = st.P;
-  std::vector<double> theta(at(P), 0.0), trial(at(P)), delta(at(P), 0.0), g(at(P));
+  std::vector<double> theta(at(P), 0.0);
   for (int k = 1; k < KK; k++) theta[at(q + k - 1)] = std::log(freq[w.hap_freq[at(k)]] / freq[w.hap_freq[0]]);
-  delta[0] = 1.0;
-  Mat<double> H = dmatrix(1, P, 1, P);
-  int count = 0;
-  double f = 0.0;
-
-  while (length(delta.data(), P) > kStepTolerance && count <= kMaxNewtonSteps - 1) {
-    f = st.derivatives(theta.data(), g.data(), H);
-    if (explosion_E(H, P)) return 0;
-    invv(H, P);
-    if (explosion_E(H, P)) return 0;
-    for (int i = 0; i < P; i++) {
-      double d = 0.0;
-      for (int j = 0; j < P; j++) d -= H[i + 1][j + 1] * g[at(j)];
-      delta[at(i)] = d;
-    }
-    count++;
-    fit.iter = count;
-    if (length(delta.data(), P) < kStepTolerance) {
-      for (int i = 0; i < P; i++) theta[at(i)] += delta[at(i)];
-      break;
-    }
-    // Step halving from the full Newton step until the objective decreases. A
-    // trial whose objective is not a number (overflow far out) is no decrease.
-    for (int i = 0; i < P; i++) delta[at(i)] *= 2.0;
-    double f_trial;
-    do {
-      for (int i = 0; i < P; i++) {
-        delta[at(i)] /= 2.0;
-        trial[at(i)] = theta[at(i)] + delta[at(i)];
-      }
-      st.tables(trial.data());
-      f_trial = st.objective_with_panel();
-    } while (!(f_trial < f) && length(delta.data(), P) > kStepTolerance);
-    // The test of a negligible step reads the first KK entries, as without covariates.
-    if (!(f_trial < f) && length(delta.data(), KK < P ? KK : P) <= kStepTolerance) return 0;
-    theta = trial;
-  }
-  if (count == kMaxNewtonSteps) return 0;
-  fit.f = f;
-  fit.theta = theta;
-  if (inproper_std(H, P)) return 0;
-  fit.Hinv = std::move(H);
-  return 1;
+  // A trial whose objective is not a number (overflow far out) is no decrease.
+  return damped_newton(
+      std::move(theta), KK, [&](const double* t, double* g, Mat<double>& H) { return st.derivatives(t, g, H); },
+      [&](const double* t) {
+        st.tables(t);
+        return st.objective_with_panel();
+      },
+      true, fit);
 }

@@ -22,15 +22,12 @@
 #include <vector>
 
 #include "core/arrays.h"
+#include "analyses/newton.h"
 #include "core/window.h"
 #include "driver/study.h"
 
-struct A2Fit {
-  std::vector<double> theta;  // coefficients, log frequency ratios, intercept
-  Mat<double> Hinv;           // inverse of the observed information at the last Newton step
-  double f = 0.0;             // objective at the last Newton step
-  int iter = 0;               // Newton steps taken
-};
+// theta holds the coefficients, the log frequency ratios, then the intercept.
+using A2Fit = NewtonFit;
 
 // The damped Newton fit (the iteration, constants and failure rules of A4);
 // 1 on success, 0 on failure (fit then partly filled).

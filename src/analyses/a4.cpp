@@ -11,6 +11,7 @@
 
 #include "analyses/a4.h"
 #include "analyses/analyses.h"
+#include "analyses/newton.h"
 #include "core/ext_panel.h"
 #include "core/freq.h"
 #include "core/linalg.h"
@@ -18,8 +19,6 @@
 
 namespace {
 
-constexpr double kStepTolerance = 0.0001;  // L1 length of a negligible Newton step
-constexpr int kMaxNewtonSteps = 500;
 
 // Everything of one parameter value: pair tables E_s(a,b) and normalisers S_s.
 struct Tables {
@@ -34,6 +33,10 @@ struct A4State {
   int q = 0, KK = 0, P = 0;
   std::vector<double> Z;  // Z(a,b) for a <= b, q entries each
   Tables t;
+  // Work vectors of derivatives(), P entries each.
+  std::vector<double> scratch_m, scratch_x;
+  std::vector<int> scratch_nz, scratch_touched;
+  std::vector<char> scratch_in;
 
   A4State(Window& win, const StudyData& sd, const int* map) : w(win), study(sd), hapmap(map) {
     q = w.q;
@@ -43,7 +46,15 @@ struct A4State {
     for (int a = 0; a < KK; a++)
       for (int b = a; b < KK; b++) Zvec(w, z(a, b), 0, w.hap_freq[a], w.hap_freq[b]);
     for (int s = 0; s < 2; s++) t.E[s] = dmatrix(0, KK - 1, 0, KK - 1);
+    const std::size_t n = static_cast<std::size_t>(P > 0 ? P : 0);
+    scratch_m.assign(n, 0.0);
+    scratch_x.assign(n, 0.0);
+    scratch_in.assign(n, 0);
+    scratch_nz.reserve(n);
+    scratch_touched.reserve(n);
   }
+
+  double derivatives(const double* theta, double* g, Mat<double>& H);
 
   double* z(int a, int b) { return Z.data() + static_cast<std::size_t>(a * KK + b) * q; }
 
@@ -129,121 +140,92 @@ int A4(Window& w, const StudyData& study, double* est, double* se, double* logli
   return 1;
 }
 
+// Objective at theta, with its gradient g and Hessian H (complete-data
+// information minus missing information, plus the panel's terms).
+double A4State::derivatives(const double* theta, double* g, Mat<double>& H) {
+  const int n_s[2] = {w.n0, w.n1};
+  std::vector<double>& m = scratch_m;
+  std::vector<double>& xv = scratch_x;
+  std::vector<int>& nz = scratch_nz;
+  std::vector<int>& touched = scratch_touched;
+  std::vector<char>& in_m = scratch_in;
+  std::fill(g, g + P, 0.0);
+  H.fill(0.0);
+  tables(theta);
+  for (int s = 1; s >= 0; s--) {
+    std::fill(m.begin(), m.end(), 0.0);
+    for (int a = 0; a < KK; a++)
+      for (int b = a; b < KK; b++) {
+        double p = n_s[s] * c(a, b) * t.E[s][a][b] / t.S[s];
+        x(xv.data(), s, a, b);
+        for (int i = 0; i < P; i++) {
+          m[i] += p * xv[i];
+          for (int j = i; j < P; j++) H[i + 1][j + 1] += p * xv[i] * xv[j];
+        }
+      }
+    for (int i = 0; i < P; i++) {
+      for (int j = i; j < P; j++) H[i + 1][j + 1] -= m[i] * m[j] / n_s[s];
+      g[i] += m[i];
+    }
+  }
+  double f = objective();
+  // Missing information, subject by subject. A pair's vector x is sparse (the
+  // coefficients for cases, at most two frequency positions), so only its
+  // non-zero entries are visited: the terms left out would add exact zeros.
+  for (const SubjectNode& sn : w.list.subjects) {
+    const int s = status(sn);
+    touched.clear();
+    for (int k = sn.first; k < sn.last; k++) {
+      const PairNode& pr = w.list.pairs[k];
+      int a, b;
+      positions(pr, a, b);
+      x(xv.data(), s, a, b);
+      nz.clear();
+      for (int i = 0; i < P; i++)
+        if (xv[i] != 0.0) {
+          nz.push_back(i);
+          if (!in_m[i]) {
+            in_m[i] = 1;
+            m[i] = 0.0;
+            touched.push_back(i);
+          }
+        }
+      for (std::size_t u = 0; u < nz.size(); u++) {
+        const int i = nz[u];
+        m[i] += pr.aw * xv[i];
+        for (std::size_t v = u; v < nz.size(); v++) H[i + 1][nz[v] + 1] -= pr.aw * xv[i] * xv[nz[v]];
+      }
+    }
+    std::sort(touched.begin(), touched.end());
+    for (std::size_t u = 0; u < touched.size(); u++) {
+      const int i = touched[u];
+      g[i] -= m[i];
+      for (std::size_t v = u; v < touched.size(); v++) H[i + 1][touched[v] + 1] += m[i] * m[touched[v]];
+    }
+    for (int i : touched) in_m[i] = 0;
+  }
+  if (w.ext == 1) {
+    link_eval_ext(w, t.E[0], hapmap);
+    dloglike_ext(w, g, t.E[0], t.S[0], hapmap);
+    Louis_ext(w, H, t.E[0], hapmap);
+    obs_loglike_ext(w, f, t.E[0], t.S[0], hapmap);
+  }
+  for (int i = 1; i <= P; i++)
+    for (int j = i + 1; j <= P; j++) H[j][i] = H[i][j];
+  return f;
+}
+
 int A4_fit(Window& w, const StudyData& study, const int* hapmap, const double* freq, A4Fit& fit) {
   A4State st(w, study, hapmap);
   const int q = st.q, KK = st.KK, P = st.P;
   if (P < 1) return 0;
-  std::vector<double> theta(static_cast<std::size_t>(P), 0.0), trial(static_cast<std::size_t>(P)),
-      delta(static_cast<std::size_t>(P), 0.0), g(static_cast<std::size_t>(P)), m(static_cast<std::size_t>(P)),
-      xv(static_cast<std::size_t>(P));
+  std::vector<double> theta(static_cast<std::size_t>(P), 0.0);
   for (int k = 1; k < KK; k++) theta[q + k - 1] = std::log(freq[w.hap_freq[k]] / freq[w.hap_freq[0]]);
-  delta[0] = 1.0;
-  Mat<double> H = dmatrix(1, P, 1, P);
-  std::vector<int> nz, touched;
-  std::vector<char> in_m(static_cast<std::size_t>(P), 0);
-  nz.reserve(static_cast<std::size_t>(P));
-  touched.reserve(static_cast<std::size_t>(P));
-  const int n_s[2] = {w.n0, w.n1};
-  int count = 0;
-  double f = 0.0;
-
-  while (length(delta.data(), P) > kStepTolerance && count <= kMaxNewtonSteps - 1) {
-    // Gradient and Hessian of the objective at theta.
-    std::fill(g.begin(), g.end(), 0.0);
-    H.fill(0.0);
-    st.tables(theta.data());
-    for (int s = 1; s >= 0; s--) {
-      std::fill(m.begin(), m.end(), 0.0);
-      for (int a = 0; a < KK; a++)
-        for (int b = a; b < KK; b++) {
-          double p = n_s[s] * A4State::c(a, b) * st.t.E[s][a][b] / st.t.S[s];
-          st.x(xv.data(), s, a, b);
-          for (int i = 0; i < P; i++) {
-            m[i] += p * xv[i];
-            for (int j = i; j < P; j++) H[i + 1][j + 1] += p * xv[i] * xv[j];
-          }
-        }
-      for (int i = 0; i < P; i++) {
-        for (int j = i; j < P; j++) H[i + 1][j + 1] -= m[i] * m[j] / n_s[s];
-        g[i] += m[i];
-      }
-    }
-    f = st.objective();
-    // Missing information, subject by subject. A pair's vector x is sparse (the
-    // coefficients for cases, at most two frequency positions), so only its
-    // non-zero entries are visited: the terms left out would add exact zeros.
-    for (const SubjectNode& sn : w.list.subjects) {
-      const int s = st.status(sn);
-      touched.clear();
-      for (int k = sn.first; k < sn.last; k++) {
-        const PairNode& pr = w.list.pairs[k];
-        int a, b;
-        st.positions(pr, a, b);
-        st.x(xv.data(), s, a, b);
-        nz.clear();
-        for (int i = 0; i < P; i++)
-          if (xv[i] != 0.0) {
-            nz.push_back(i);
-            if (!in_m[i]) {
-              in_m[i] = 1;
-              m[i] = 0.0;
-              touched.push_back(i);
-            }
-          }
-        for (std::size_t u = 0; u < nz.size(); u++) {
-          const int i = nz[u];
-          m[i] += pr.aw * xv[i];
-          for (std::size_t v = u; v < nz.size(); v++) H[i + 1][nz[v] + 1] -= pr.aw * xv[i] * xv[nz[v]];
-        }
-      }
-      std::sort(touched.begin(), touched.end());
-      for (std::size_t u = 0; u < touched.size(); u++) {
-        const int i = touched[u];
-        g[i] -= m[i];
-        for (std::size_t v = u; v < touched.size(); v++) H[i + 1][touched[v] + 1] += m[i] * m[touched[v]];
-      }
-      for (int i : touched) in_m[i] = 0;
-    }
-    if (w.ext == 1) {
-      link_eval_ext(w, st.t.E[0], hapmap);
-      dloglike_ext(w, g.data(), st.t.E[0], st.t.S[0], hapmap);
-      Louis_ext(w, H, st.t.E[0], hapmap);
-      obs_loglike_ext(w, f, st.t.E[0], st.t.S[0], hapmap);
-    }
-    for (int i = 1; i <= P; i++)
-      for (int j = i + 1; j <= P; j++) H[j][i] = H[i][j];
-    if (explosion_E(H, P)) return 0;
-    invv(H, P);
-    if (explosion_E(H, P)) return 0;
-    for (int i = 0; i < P; i++) {
-      double d = 0.0;
-      for (int j = 0; j < P; j++) d -= H[i + 1][j + 1] * g[j];
-      delta[i] = d;
-    }
-    count++;
-    fit.iter = count;
-    if (length(delta.data(), P) < kStepTolerance) {
-      for (int i = 0; i < P; i++) theta[i] += delta[i];
-      break;
-    }
-    // Step halving from the full Newton step until the objective decreases.
-    for (int i = 0; i < P; i++) delta[i] *= 2.0;
-    double f_trial;
-    do {
-      for (int i = 0; i < P; i++) {
-        delta[i] /= 2.0;
-        trial[i] = theta[i] + delta[i];
-      }
-      st.tables(trial.data());
-      f_trial = st.objective_with_panel();
-    } while (f <= f_trial && length(delta.data(), P) > kStepTolerance);
-    if (f <= f_trial && length(delta.data(), KK < P ? KK : P) <= kStepTolerance) return 0;
-    theta = trial;
-  }
-  if (count == kMaxNewtonSteps) return 0;
-  fit.f = f;
-  fit.theta = theta;
-  if (inproper_std(H, P)) return 0;
-  fit.Hinv = std::move(H);
-  return 1;
+  return damped_newton(
+      std::move(theta), KK, [&](const double* t, double* g, Mat<double>& H) { return st.derivatives(t, g, H); },
+      [&](const double* t) {
+        st.tables(t);
+        return st.objective_with_panel();
+      },
+      false, fit);
 }

@@ -4,16 +4,13 @@
 
 #include <vector>
 
+#include "analyses/newton.h"
 #include "core/arrays.h"
 #include "core/window.h"
 #include "driver/study.h"
 
-struct A4Fit {
-  std::vector<double> theta;  // coefficients, then the KK-1 log frequency ratios
-  Mat<double> Hinv;           // inverse of the observed information at the last Newton step
-  double f = 0.0;             // objective at the last Newton step
-  int iter = 0;               // Newton steps taken
-};
+// theta holds the coefficients, then the KK-1 log frequency ratios.
+using A4Fit = NewtonFit;
 
 // The damped Newton fit; 1 on success, 0 on failure (fit then partly filled).
 int A4_fit(Window& w, const StudyData& study, const int* hapmap, const double* freq, A4Fit& fit);
