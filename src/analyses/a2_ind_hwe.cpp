@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "analyses/analyses.h"
+#include "analyses/pair_triangle.h"
 #include "core/ext_panel.h"
 #include "core/freq.h"
 #include "core/linalg.h"
@@ -22,7 +23,6 @@ namespace {
 
 inline std::size_t at(int i) { return static_cast<std::size_t>(i); }
 
-inline double pair_factor(int a, int b) { return a == b ? 1.0 : 2.0; }
 
 struct A2State {
   Window& w;
@@ -59,17 +59,7 @@ struct A2State {
     T = KK * (KK + 1) / 2;
     P = q + KK;
     zs = q + 1;
-    ta.resize(at(T));
-    tb.resize(at(T));
-    tc.resize(at(T));
-    tri.assign(at(KK * KK), -1);
-    for (int a = 0, t = 0; a < KK; a++)
-      for (int b = a; b < KK; b++, t++) {
-        ta[at(t)] = a;
-        tb[at(t)] = b;
-        tc[at(t)] = pair_factor(a, b);
-        tri[at(a * KK + b)] = t;
-      }
+    pair_triangle(KK, ta, tb, tc, tri);
     Z.assign(at(J * T * zs), 0.0);
     for (int j = 0; j < J; j++)
       for (int t = 0; t < T; t++) {

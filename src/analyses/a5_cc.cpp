@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "analyses/analyses.h"
+#include "analyses/pair_triangle.h"
 #include "core/ext_panel.h"
 #include "core/freq.h"
 #include "core/linalg.h"
@@ -19,7 +20,6 @@
 
 namespace {
 
-inline double pair_factor(int a, int b) { return a == b ? 1.0 : 2.0; }
 
 inline std::size_t at(int i) { return static_cast<std::size_t>(i); }
 
@@ -30,17 +30,7 @@ CCModel::CCModel(Window& win, const StudyData& sd, const int* map) : w(win), stu
   KK = w.KK;
   J = w.J > 0 ? w.J : 1;
   T = KK * (KK + 1) / 2;
-  ta.resize(at(T));
-  tb.resize(at(T));
-  tc.resize(at(T));
-  tri.assign(at(KK * KK), -1);
-  for (int a = 0, t = 0; a < KK; a++)
-    for (int b = a; b < KK; b++, t++) {
-      ta[at(t)] = a;
-      tb[at(t)] = b;
-      tc[at(t)] = pair_factor(a, b);
-      tri[at(a * KK + b)] = t;
-    }
+  pair_triangle(KK, ta, tb, tc, tri);
 
   // Zvec writes the q coefficients' entries (and an intercept after them for a
   // one-SNP window, which this model does not use).
