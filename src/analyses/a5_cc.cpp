@@ -20,7 +20,6 @@
 
 namespace {
 
-
 inline std::size_t at(int i) { return static_cast<std::size_t>(i); }
 
 }  // namespace
