@@ -19,6 +19,7 @@
 // lm(TRAIT ~ g + factor(C1)).
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <regex>
 #include <sstream>
 
@@ -86,6 +87,14 @@ TEST(EndToEnd, RunLogReportsWhatWasReadAndCompletes) {
   EXPECT_NE(r.out.find(" trios, 10 duos, and 60 singletons read from 'haplotype.dat'\n"), std::string::npos);
   EXPECT_NE(without_times(r.out).find("\nKestrova complete: <time>"), std::string::npos);
   EXPECT_TRUE(dir.exists("results_G.out"));
+  // Other numbers of tags: windows of 3 and 8 SNPs, one line per SNP all the same.
+  const std::string four = dir.read("results_G.out");
+  for (const char* tags : {"2", "7"}) {
+    RunResult t = run_kestrova(dir, {"-tag", tags, "-ofile", std::string("tags") + tags});
+    ASSERT_EQ(t.status, 0) << t.out;
+    std::string text = dir.read(std::string("tags") + tags + "_G.out");
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), std::count(four.begin(), four.end(), '\n'));
+  }
 }
 
 TEST(EndToEnd, UntypedCausalSnpIsDetected) {
