@@ -24,7 +24,7 @@
 #include "core/arrays.h"
 #include "analyses/newton.h"
 #include "core/window.h"
-#include "driver/study.h"
+#include "model/study.h"
 
 // theta holds the coefficients, the log frequency ratios, then the intercept.
 using A2Fit = NewtonFit;

@@ -7,7 +7,7 @@
 #include "analyses/newton.h"
 #include "core/arrays.h"
 #include "core/window.h"
-#include "driver/study.h"
+#include "model/study.h"
 
 // theta holds the coefficients, then the KK-1 log frequency ratios.
 using A4Fit = NewtonFit;

@@ -21,7 +21,7 @@
 
 #include "core/arrays.h"
 #include "core/window.h"
-#include "driver/study.h"
+#include "model/study.h"
 
 // The E/M alternation ends when the observed objective changes by no more than
 // this fraction between two outer iterations.

@@ -30,7 +30,7 @@
 
 #include "core/arrays.h"
 #include "core/window.h"
-#include "driver/study.h"
+#include "model/study.h"
 
 inline constexpr double kCsTolerance = 1e-6;         // relative change of the log-likelihood that ends a loop
 inline constexpr int kCsMaxFitIterations = 10000;    // safety stop of the fitting loop: the analysis fails

@@ -11,7 +11,7 @@
 #pragma once
 
 #include "core/window.h"
-#include "driver/study.h"
+#include "model/study.h"
 
 // Case-control, no covariates: damped Newton iteration on the exact observed information.
 int A4(Window& w, const StudyData& study, double* est, double* se, double* loglik, int* iter, const int* hapmap,

@@ -29,7 +29,7 @@
 
 #include "core/arrays.h"
 #include "core/window.h"
-#include "driver/study.h"
+#include "model/study.h"
 
 inline constexpr double kCohortFitTolerance = 1e-6;       // relative change of the log-likelihood ending the fit
 inline constexpr double kCohortProfileTolerance = 0.0001;  // L1 change of the baseline jumps ending a profile

@@ -25,7 +25,7 @@ int A1(Window& w, double* f, int s1, int s2, int study_switch, int panel_switch,
     // haplotype counts (half the weight to each haplotype).
     if (study_switch == 1) {
       for (const SubjectNode& s : w.list.subjects) {
-        if (w.design == 1 && STATUS[s.idx] != s1 && STATUS[s.idx] != s2) continue;
+        if (w.design == kCaseControl && STATUS[s.idx] != s1 && STATUS[s.idx] != s2) continue;
         Ns++;
         PairNode* pairs = w.list.pairs.data();
         double P = 0.0;

@@ -8,6 +8,7 @@
 
 #include "core/arrays.h"
 #include "core/haplist.h"
+#include "model/model.h"
 
 // One distinct failure time of a cohort window and the subjects of its interval.
 struct FailRecord {
@@ -30,7 +31,7 @@ struct Window {
   }
 
   // Model settings copied in for the inner loops.
-  int design = 1, mode = 1, pH = 0;
+  int design = kCaseControl, mode = kAdditive, pH = 0;
   int SNP_pos = 1;            // window position (1-based) of the SNP whose alleles are coded
   int hap = 0;                // 1: genetic terms are haplotypes (codes in hap0)
   std::vector<int> hap0;

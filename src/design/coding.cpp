@@ -1,6 +1,6 @@
 #include "design/coding.h"
 
-#include "driver/model.h"
+#include "model/model.h"
 
 int hap_snp(int code, int position, const Window& w) {
   int rest = code, digit = 0;

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "core/arrays.h"
-#include "driver/model.h"
+#include "model/model.h"
 
 inline constexpr double kLevelTolerance = 1e-06;  // categorical levels closer than this are one level
 

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "core/window.h"
-#include "driver/model.h"
-#include "driver/study.h"
+#include "model/model.h"
+#include "model/study.h"
 
 inline constexpr double kNewtonTolerance = 0.0001;   // L1 length of a Newton step that ends a fit
 inline constexpr int kLogisticMaxIterations = 10000;  // safety stop: a logistic fit this long has failed

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "core/window.h"
-#include "driver/model.h"
+#include "model/model.h"
 
 inline constexpr double kOutfilePatternTolerance = 1e-10;  // covariate values this close are one pattern here
 

@@ -5,8 +5,8 @@
 #pragma once
 
 #include "core/window.h"
-#include "driver/model.h"
-#include "driver/study.h"
+#include "model/model.h"
+#include "model/study.h"
 
 inline constexpr double kPatternTolerance = 1e-06;  // covariate values this close are one value
 

@@ -74,7 +74,7 @@ void study_frequencies(const std::vector<int>& set, const TagContext& ctx, TagWo
   double taking_part = 0.0;
   for (int i = 0; i < sd.n; i++) {
     // Cases and controls alike for the case-control design; every subject otherwise.
-    if (ctx.model.design == 1 && sd.STATUS[i] != 0 && sd.STATUS[i] != 1) continue;
+    if (ctx.model.design == kCaseControl && sd.STATUS[i] != 0 && sd.STATUS[i] != 1) continue;
     taking_part += 1.0;
     int& g = group_of_key[static_cast<std::size_t>(key[i])];
     if (g < 0) {

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "core/window.h"
-#include "driver/model.h"
-#include "driver/panel.h"
-#include "driver/settings.h"
-#include "driver/study.h"
+#include "model/model.h"
+#include "model/panel.h"
+#include "model/settings.h"
+#include "model/study.h"
 
 inline constexpr double kMdGoodEnough = 0.989999;  // a set scoring this well ends the search
 inline constexpr double kMdMargin = 1e-06;         // a later set must beat the best by more than this

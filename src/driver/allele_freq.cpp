@@ -2,8 +2,8 @@
 
 #include <limits>
 
-#include "driver/model.h"
-#include "driver/study.h"
+#include "model/model.h"
+#include "model/study.h"
 
 AlleleSummary summarise_alleles(const std::uint8_t* codes, int count, int mode) {
   // Counts of each code, branch-free and in runs of at most 255 codes with byte

@@ -4,7 +4,7 @@
 
 #include "driver/allele_freq.h"
 #include "driver/fatal.h"
-#include "driver/study.h"
+#include "model/study.h"
 #include "driver/tokenizer.h"
 
 namespace {

@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "driver/model.h"
-#include "driver/panel.h"
+#include "model/model.h"
+#include "model/panel.h"
 
 // Reads efile: per line holding a word, identifier (at most kMaxWordLength
 // characters), position, the two allele letters (each the next non-blank

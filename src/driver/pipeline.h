@@ -2,8 +2,8 @@
 // and the per-SNP analyses with their result files.
 #pragma once
 
-#include "driver/rundata.h"
-#include "driver/settings.h"
+#include "model/rundata.h"
+#include "model/settings.h"
 
 // Reads the model, the study's phenotypes and genotypes and, unless -ne, the panel
 // and its phased haplotypes; builds the SNP map, aligns strands and drops

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "model/model.h"
+
 struct ResultHeader {
   int n = 0;               // used individuals
   int study_snps = 0;      // study SNPs read, before any removal
@@ -14,7 +16,7 @@ struct ResultHeader {
   int nTR = 0, nDU = 0, nUN = 0, panel_snps = 0;
   bool phased = true;
   int haplotype_snps = 0;
-  int mode = 1;
+  int mode = kAdditive;
 };
 
 // Describes the SNP of one result line.

@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <string>
 
-#include "driver/settings.h"
+#include "model/settings.h"
 
 inline constexpr int kOptionCount = 15;
 

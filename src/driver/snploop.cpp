@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "design/complete.h"
-#include "design/dispatch.h"
+#include "analyses/dispatch.h"
 #include "design/outfile.h"
 #include "design/tags.h"
 #include "driver/results.h"

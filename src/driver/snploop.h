@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "driver/rundata.h"
-#include "driver/settings.h"
+#include "model/rundata.h"
+#include "model/settings.h"
 
 inline constexpr double kNoInformation = 1e-06;  // tags telling less than this leave a SNP unanalysed
 inline constexpr double kFullyTyped = 1e-06;     // missing fractions below this count as none

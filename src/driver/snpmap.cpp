@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
-#include "driver/model.h"
+#include "model/model.h"
 
 void merge_by_position(const StudyData& study, const PanelData& panel, SnpMap& map) {
   map.clear();

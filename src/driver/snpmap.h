@@ -3,8 +3,8 @@
 // not used, and the filter of monomorphic SNPs.
 #pragma once
 
-#include "driver/panel.h"
-#include "driver/study.h"
+#include "model/panel.h"
+#include "model/study.h"
 
 // Allele and carrier frequencies at or beyond these bounds make a SNP monomorphic.
 inline constexpr double kMonomorphicLow = 1e-06;

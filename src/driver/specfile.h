@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/model.h"
+#include "model/model.h"
 
 // Reads the header of pfile and the specification file sfile into model.
 // ext is the external-panel flag in force while the file is read (it is 1 then;

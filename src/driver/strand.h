@@ -6,8 +6,8 @@
 // recomputed after a turn), and allele letters are never changed.
 #pragma once
 
-#include "driver/panel.h"
-#include "driver/study.h"
+#include "model/panel.h"
+#include "model/study.h"
 
 // Ambiguous (C/G, A/T) SNPs: frequencies at or beyond these bounds tell the strand.
 inline constexpr double kAmbiguousLow = 0.4;

@@ -5,7 +5,7 @@
 
 #include "driver/allele_freq.h"
 #include "driver/fatal.h"
-#include "driver/panel.h"
+#include "model/panel.h"
 #include "driver/tokenizer.h"
 
 namespace {

@@ -6,8 +6,8 @@
 
 #include <string>
 
-#include "driver/model.h"
-#include "driver/study.h"
+#include "model/model.h"
+#include "model/study.h"
 
 // Reads pfile after its header (the first line holding a word). Every further line
 // holding a word is one individual with one entry per header column: the response

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "design/dispatch.h"
+#include "analyses/dispatch.h"
 #include "design/model_builder.h"
 #include "design/sample_study.h"
 #include "support/finite_differences.h"

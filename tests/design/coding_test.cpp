@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "design/coding.h"
-#include "driver/model.h"
+#include "model/model.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "driver/model.h"
-#include "driver/study.h"
+#include "model/model.h"
+#include "model/study.h"
 
 namespace testmodel {
 

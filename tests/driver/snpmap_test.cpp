@@ -5,7 +5,7 @@
 
 #include <cmath>
 
-#include "driver/model.h"
+#include "model/model.h"
 #include "driver/snpmap.h"
 #include "driver/strand.h"
 

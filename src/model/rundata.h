@@ -4,9 +4,9 @@
 // apart from the analyses' own working copies.
 #pragma once
 
-#include "driver/model.h"
-#include "driver/panel.h"
-#include "driver/study.h"
+#include "model/model.h"
+#include "model/panel.h"
+#include "model/study.h"
 
 struct RunData {
   Model model;

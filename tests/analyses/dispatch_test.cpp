@@ -3,7 +3,7 @@
 // takes in every retained haplotype once n exceeds 10000.
 #include <gtest/gtest.h>
 
-#include "design/dispatch.h"
+#include "analyses/dispatch.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 
 #include "core/arrays.h"
 #include "core/window.h"
-#include "driver/model.h"
-#include "driver/study.h"
+#include "model/model.h"
+#include "model/study.h"
 
 inline constexpr double kRetainFrequency = 0.002;  // haplotypes below this are dropped
 inline constexpr double kDependenceCount = 20.0;   // haplotypes above this count / n may carry dependence

@@ -1,4 +1,4 @@
-#include "design/dispatch.h"
+#include "analyses/dispatch.h"
 
 #include <cmath>
 #include <vector>
@@ -15,8 +15,8 @@ namespace {
 // terms and products, genetic-by-covariate products.
 int count_q(const Window& w, const StudyData& study) {
   int q = 0;
-  if (w.design == 3) q = study.cs_bin ? 1 : 2;
-  const int per_genetic = w.mode == 4 ? 2 : 1;
+  if (w.design == kCrossSectional) q = study.cs_bin ? 1 : 2;
+  const int per_genetic = w.mode == kCodominant ? 2 : 1;
   for (int h = 0; h < w.pH; h++)
     if (w.H_H[h][h] > 0) q += per_genetic;
   for (int r = 0; r < w.pX; r++)
@@ -80,7 +80,7 @@ int prepare_window(Window& w, const Mat<int>& geno, const Mat<int>& geno_ex, con
   if (w.list.subjects.empty()) return 0;
 
   readinXV(w, model, study, study.cov.data());
-  if (w.design == 1 && (w.n1 == 0 || w.n0 == 0)) return 0;
+  if (w.design == kCaseControl && (w.n1 == 0 || w.n0 == 0)) return 0;
   w.q = count_q(w, study);
   w.qq = 0;
   prep.G = G;
@@ -102,11 +102,11 @@ int A51_A61_A71(std::vector<double>& est, std::vector<double>& se, double* logli
   double* e = est.data();
   double* s = se.data();
   switch (w.design) {
-    case 1:
+    case kCaseControl:
       if (w.anal == 0) return A5_CC(w, study, e, s, loglik, iter, hapmap, f, G);
       if (w.anal == 1) return A2_ind_HWE(w, study, e, s, loglik, iter, hapmap, f);
       return A4(w, study, e, s, loglik, iter, hapmap, f);
-    case 2:
+    case kCohort:
       if (w.anal == 0) return A6_CO(w, study, e, s, loglik, iter, hapmap, f, G);
       return A6_ind_HWE(w, study, e, s, loglik, iter, hapmap, f);
     default:
