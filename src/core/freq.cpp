@@ -22,24 +22,38 @@ int A1(Window& w, double* f, int s1, int s2, int study_switch, int panel_switch,
     int Ns = 0, Nt = 0, Nd = 0, Nu = 0;
 
     // Study subjects: posterior of each compatible pair, then its expected
-    // haplotype counts (half the weight to each haplotype).
+    // haplotype counts (half the weight to each haplotype), subject by subject.
+    // Subjects sharing a row of pairs share its weights, which the row's first
+    // subject computes.
     if (study_switch == 1) {
+      PairNode* pairs = w.list.pairs.data();
+      double* acc_new = fnew.data();
+      int fresh = 0;  // pairs before this index hold this iteration's weights
       for (const SubjectNode& s : w.list.subjects) {
         if (w.design == kCaseControl && STATUS[s.idx] != s1 && STATUS[s.idx] != s2) continue;
         Ns++;
-        PairNode* pairs = w.list.pairs.data();
-        double P = 0.0;
-        for (int p = s.first; p < s.last; p++) {
-          PairNode& pr = pairs[p];
-          pr.w = pair_factor(pr.h1, pr.h2) * f[pr.h1] * f[pr.h2];
-          P += pr.w;
+        if (s.first >= fresh) {
+          double P = 0.0;
+          for (int p = s.first; p < s.last; p++) {
+            PairNode& pr = pairs[p];
+            pr.w = pair_factor(pr.h1, pr.h2) * f[pr.h1] * f[pr.h2];
+            P += pr.w;
+          }
+          if (P == 0.0) P = 1.0;
+          for (int p = s.first; p < s.last; p++) pairs[p].w = pairs[p].w / P;
+          fresh = s.last;
         }
-        if (P == 0.0) P = 1.0;
         for (int p = s.first; p < s.last; p++) {
-          PairNode& pr = pairs[p];
-          pr.w = pr.w / P;
-          fnew[static_cast<std::size_t>(pr.h1)] += pr.w / 2.0;
-          fnew[static_cast<std::size_t>(pr.h2)] += pr.w / 2.0;
+          const PairNode& pr = pairs[p];
+          const double half = pr.w / 2.0;
+          if (pr.h1 == pr.h2) {
+            // Both halves in turn, without a round trip through memory.
+            double& acc = acc_new[pr.h1];
+            acc = (acc + half) + half;
+          } else {
+            acc_new[pr.h1] += half;
+            acc_new[pr.h2] += half;
+          }
         }
       }
     }
