@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "driver/cost_warning.h"
 #include "driver/fatal.h"
 #include "driver/panel_input.h"
 #include "driver/snploop.h"
@@ -61,5 +62,9 @@ void read_inputs(const RunSettings& settings, RunData& data) {
 void run_analysis(const RunSettings& settings) {
   RunData data;
   read_inputs(settings, data);
+  if (std::string w = dependence_cost_warning(data.model, data.study); !w.empty()) {
+    std::fputs(w.c_str(), stdout);
+    std::fflush(stdout);
+  }
   stop_on(run_snps(data, settings));
 }
