@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "driver/cost_warning.h"
 #include "driver/fatal.h"
 #include "driver/pipeline.h"
 #include "driver/runlog.h"
@@ -63,6 +64,16 @@ int main(int argc, char** argv) {
       if (stats.count[p] == 0) continue;
       std::printf("%-20s %6d SNPs in %8.2f s = %9.1f SNPs/s\n", names[p], stats.count[p], stats.seconds[p],
                   stats.count[p] / stats.seconds[p]);
+    }
+    // A dependence model: the seconds per haplotype window over the cube of the
+    // estimated parameters, the constant of the run's cost warning.
+    const DependenceCost cost = dependence_cost(data.model, data.study);
+    const int windows = stats.count[1] + stats.count[2];
+    if (cost.P > 0 && windows > 0) {
+      const double per_window = (stats.seconds[1] + stats.seconds[2]) / windows;
+      std::printf("dependence: J %d, P %d, %.2f s per window (warning's estimate %.2f s), P^3 constant %.2e\n",
+                  cost.J, cost.P, per_window, cost.seconds,
+                  per_window / (static_cast<double>(cost.P) * cost.P * cost.P));
     }
   }
   std::printf("peak memory: %.0f MiB\n", peak_mib());

@@ -127,6 +127,7 @@ void set_dependence(Window& w, CohortWork& cw, int qq) {
   cw.P = q + KK - 1 + (cw.dependence ? qq + J - 1 : 0);
   if (!cw.dependence) return;
   cw.W = dmatrix3(0, J - 1, 0, KK - 1, 0, KK - 1);
+  cw.SWthrough = dmatrix3(0, J - 1, 0, KK - 1, 0, KK - 1);
   cw.SW = dmatrix(0, KK - 1, 0, KK - 1);
   cw.D.assign(at(J) * at(KK) * at(KK) * at(qq), 0.0);
   // Dvec writes its entries behind the coefficients and ratios of a full vector.
@@ -190,12 +191,12 @@ void exp_eval_CO(const Window&, CohortWork& cw, const double* theta) {
       }
     }
   }
-  bool weights_moved = false;
+  int first_moved = J;  // first pattern whose weights were recomputed
   if (cw.dependence) {
     const double* eta = theta + eta0;
     for (int j = 0; j < J; j++) {
-      if (!eta_moved && !pattern_moved[at(j)]) continue;
-      weights_moved = true;
+      if (!all && !eta_moved && !pattern_moved[at(j)]) continue;
+      if (first_moved == J) first_moved = j;
       const double gj = j > 0 ? theta[gamma0 + j - 1] : 0.0;
       for (int a = 0; a < KK; a++)
         for (int b = a; b < KK; b++) {
@@ -205,15 +206,21 @@ void exp_eval_CO(const Window&, CohortWork& cw, const double* theta) {
           cw.W(j, a, b) = std::exp(gj + s);
         }
     }
-    if (weights_moved) {
-      // SumW(a,b) over the patterns in their order, pattern by pattern.
+    if (first_moved < J) {
+      // SumW(a,b) over the patterns in their order, pattern by pattern; the sums
+      // through each pattern are kept, so that the patterns before the first
+      // recomputed one need not be added again.
       for (int a = 0; a < KK; a++)
-        for (int b = a; b < KK; b++) cw.SW[a][b] = 0.0;
-      for (int j = 0; j < J; j++)
+        for (int b = a; b < KK; b++) cw.SW[a][b] = first_moved > 0 ? cw.SWthrough(first_moved - 1, a, b) : 0.0;
+      for (int j = first_moved; j < J; j++)
         for (int a = 0; a < KK; a++)
-          for (int b = a; b < KK; b++) cw.SW[a][b] += cw.W(j, a, b);
+          for (int b = a; b < KK; b++) {
+            cw.SW[a][b] += cw.W(j, a, b);
+            cw.SWthrough(j, a, b) = cw.SW[a][b];
+          }
     }
   }
+  const bool weights_moved = first_moved < J;
   const std::size_t ncell = cw.cell_j.size();
   if (beta_moved)
     for (std::size_t c = 0; c < ncell; c++) {

@@ -69,6 +69,7 @@ struct CohortWork {
   double U = 0.0;
   Arr3<double> W;          // J x KK x KK
   Mat<double> SW;          // KK x KK
+  Arr3<double> SWthrough;  // J x KK x KK: the sum of W over patterns 0..j
   std::vector<double> D;   // ((j * KK + a) * KK + b) * qq + m
 
   // The parameters the tables above were last evaluated at (see exp_eval_CO).
