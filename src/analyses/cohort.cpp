@@ -12,6 +12,7 @@
 #include <unordered_map>
 
 #include "analyses/analyses.h"
+#include "analyses/em_loop.h"
 #include "core/ext_panel.h"
 #include "core/failtable.h"
 #include "core/freq.h"
@@ -415,24 +416,23 @@ int A6_v_CO(Window& w, CohortWork& cw, double* theta, double* loglik, int* iter)
     exp_eval_CO(w, cw, p);
     ford_eval_CO(w, cw);
   };
-  double L_new = 2.0, L_old = 1.0;
-  int count = 0;
   exp_eval_CO(w, cw, theta);
   back_eval_CO(w, cw);
-  while (std::fabs((L_new - L_old) / L_old) >= kCohortFitTolerance) {
-    if (count == kCohortMaxFitIterations) return 0;
-    link_eval_CO(w, cw);
-    ford_eval_CO(w, cw);
-    double fret = 0.0;
-    int its = 0;
-    dfpmin_CO(theta, cw.P, fret, its, cb);
-    lam_eval_CO(w, cw);
-    back_eval_CO(w, cw);
-    L_old = L_new;
-    L_new = obs_loglike_CO(w, cw);
-    count++;
-  }
-  *loglik = L_new;
+  double L = 0.0;
+  const int count = outer_em(
+      OuterStop{kCohortFitTolerance, false, kCohortMaxFitIterations},
+      [&] {
+        link_eval_CO(w, cw);
+        ford_eval_CO(w, cw);
+        double fret = 0.0;
+        int its = 0;
+        dfpmin_CO(theta, cw.P, fret, its, cb);
+        lam_eval_CO(w, cw);
+        back_eval_CO(w, cw);
+      },
+      [&] { return obs_loglike_CO(w, cw); }, L);
+  if (count < 0) return 0;
+  *loglik = L;
   *iter = count;
   return 1;
 }
@@ -532,12 +532,10 @@ int A6_CO(Window& w, const StudyData& study, double* est, double* se, double* lo
   prepare_cohort(w, study, hapmap, true, cw);
   std::vector<double> theta;
   Mat<double> I;
-  int ok = 0;
-  while (ok == 0 && ndep > 0) {
-    set_dependence(w, cw, w.pD * ndep);
-    ok = fit_and_invert(w, cw, freq, theta, I, loglik, iter);
-    ndep--;
-  }
+  const int ok = fewer_dependence_haplotypes(ndep, w.pD, [&](int nd) {
+    set_dependence(w, cw, w.pD * nd);
+    return fit_and_invert(w, cw, freq, theta, I, loglik, iter);
+  });
   if (ok == 1) orig_freq(w, est, se, theta.data(), I, cw.P);
   freeFlist(w);
   return ok == 1 ? 1 : 0;
