@@ -4,9 +4,9 @@
 
 #include <cmath>
 
-#include "core/freq.h"
 #include "core/haplist.h"
 #include "design/tags.h"
+#include "support/literal_em.h"
 
 namespace {
 
@@ -134,7 +134,7 @@ double measure_subject_by_subject(const StudyData& study, int design) {
   w.design = design;
   makelist(w.list, geno, n, M);
   std::vector<double> f(32, 1.0 / 32);
-  A1(w, f.data(), 0, 1, 1, -1, study.STATUS.data());
+  literal_em(w.list, f, design == kCaseControl ? study.STATUS : std::vector<int>{});
   double total = 0.0;
   for (double v : f) total += v;
   for (double& v : f) v /= total;
