@@ -224,6 +224,24 @@ TEST(Prepare, RealWorldShapedInputAndItsReport) {
     EXPECT_NE(one.out.find("2 outside --region, 1 on other chromosomes than --chr"), std::string::npos) << one.out;
 }
 
+TEST(Prepare, TheExampleConvertsAndRuns) {
+    ScratchDir dir;
+    const std::string ex = std::string(KESTROVA_SOURCE_DIR) + "/examples/vcf/";
+    const std::vector<std::string> rest = {"--phenotypes", ex + "phenotypes.txt", "--status", "STATUS", "--covariates",
+                                           "X1", "--panel", ex + "panel.vcf", "--pedigree", ex + "panel.fam"};
+    RunResult r = prepare(dir, with({"--vcf", ex + "study.vcf", "--out", "vcf"}, rest));
+    ASSERT_EQ(r.status, 0) << r.out;
+    EXPECT_NE(r.out.find("skipped: 1 multi-allelic; 1 identifiers renamed"), std::string::npos) << r.out;
+    r = prepare(dir, with({"--bfile", ex + "study", "--out", "plink"}, rest));
+    ASSERT_EQ(r.status, 0) << r.out;
+    for (const char* f : kFive) EXPECT_EQ(dir.read(std::string("plink/1/") + f).empty(), false) << f;
+    // The PLINK files carry the identifier the VCF lacks and not the multi-allelic record.
+    EXPECT_EQ(dir.read("plink/1/external.dat"), dir.read("vcf/1/external.dat"));
+    r = run_in(dir.path() / "vcf" / "1", KESTROVA_BIN, {});
+    ASSERT_EQ(r.status, 0) << r.out;
+    EXPECT_NE(dir.read("vcf/1/results_G.out").find("rs97447"), std::string::npos);
+}
+
 // ---------------------------------------------------------------- errors
 
 namespace {
