@@ -99,6 +99,7 @@ PhenotypeTable read_phenotype_table(std::string_view text, const std::string& fi
             return fail(ln, "sample ID " + quote(id) + " appears again (first on line " +
                                 std::to_string(t.lines[static_cast<std::size_t>(it->second)]) + ")");
         rowText.clear();
+        char noResponse = 0;
         for (std::size_t k = 0; k < picked.size(); ++k) {
             std::string_view v = f[picked[k]];
             if (k) rowText += ' ';
@@ -112,6 +113,7 @@ PhenotypeTable read_phenotype_table(std::string_view text, const std::string& fi
                                          " is not 1 (control), 2 (case) or 0/-9 (missing) as PLINK codes it");
             }
             if (missing_word(v, req.plinkCoding)) {
+                if (k < nResp) noResponse = 1;
                 rowText += "NA";
                 continue;
             }
@@ -131,6 +133,7 @@ PhenotypeTable read_phenotype_table(std::string_view text, const std::string& fi
         t.ids.emplace_back(id);
         t.rows.push_back(rowText);
         t.lines.push_back(ln);
+        t.noResponse.push_back(noResponse);
     }
     return t;
 }

@@ -29,6 +29,7 @@ struct PhenotypeTable {
     std::vector<std::string> ids;         // per row
     std::vector<std::string> rows;        // per row: its line of phenotype.dat
     std::vector<int> lines;               // per row: line number in the table
+    std::vector<char> noResponse;         // per row: 1 when a response value is missing
     std::unordered_map<std::string, int> row;  // sample ID -> row
     std::vector<std::string> columns;     // header names of the table
 };

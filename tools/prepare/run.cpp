@@ -158,11 +158,13 @@ std::string run(const Settings& s, std::string& report) {
     }
     std::vector<int> pick;
     std::string phenoRows;
+    std::size_t noResponse = 0;
     for (std::size_t i = 0; i < study->samples().size(); ++i) {
         const auto it = table.row.find(study->samples()[i]);
         if (it == table.row.end()) continue;
         pick.push_back(static_cast<int>(i));
         phenoRows += table.rows[static_cast<std::size_t>(it->second)] + "\n";
+        noResponse += static_cast<std::size_t>(table.noResponse[static_cast<std::size_t>(it->second)]);
     }
     if (pick.empty())
         return quote(studyName) + ": none of its " + std::to_string(study->samples().size()) +
@@ -308,11 +310,10 @@ std::string run(const Settings& s, std::string& report) {
         if (!f || !f->write(pheno)) return error.empty() ? "write error in " + quote(c.dir) : error;
         f = staging.open(c.dir, "specification.txt", error);
         if (!f || !f->write(spec)) return error.empty() ? "write error in " + quote(c.dir) : error;
-        if (!c.renamed.empty()) {
-            f = staging.open(c.dir, "snp_names.txt", error);
-            if (!f || !f->write("name position original_identifier file\n" + c.renamed))
-                return error.empty() ? "write error in " + quote(c.dir) : error;
-        }
+        // Always written, so that no list of an earlier run stays beside the new files.
+        f = staging.open(c.dir, "snp_names.txt", error);
+        if (!f || !f->write("name position original_identifier file\n" + c.renamed))
+            return error.empty() ? "write error in " + quote(c.dir) : error;
         notes += line + " -> " + quote(c.dir) + "\n";
         folders += (folders.empty() ? "" : " ") + c.dir;
     }
@@ -325,7 +326,8 @@ std::string run(const Settings& s, std::string& report) {
     if (panel) report += ", panel " + quote(s.panel) + " with pedigree " + quote(s.pedigree);
     report += "\n";
     report += "Samples: " + std::to_string(nStudy) + " genotyped, " + std::to_string(pick.size()) +
-              " matched with a phenotype row and written, " + std::to_string(nStudy - pick.size()) +
+              " matched with a phenotype row and written (" + std::to_string(noResponse) +
+              " of them without a response value, which kestrova leaves out), " + std::to_string(nStudy - pick.size()) +
               " left out (no phenotype row); " + std::to_string(table.ids.size() - pick.size()) + " of " +
               std::to_string(table.ids.size()) + " phenotype rows without genotypes\n";
     if (panel) {

@@ -80,7 +80,7 @@ TEST(Prepare, VcfBgzipBcfAndPlinkRoutesWriteTheSimulatorsFiles) {
         const RunResult r = prepare(dir, with(with(routes[k], table), {"--pedigree", "panel.fam", "--out", out}));
         ASSERT_EQ(r.status, 0) << r.out;
         expect_simulator_files(dir, out + "/1");
-        EXPECT_FALSE(dir.exists(out + "/1/snp_names.txt"));
+        EXPECT_EQ(dir.read(out + "/1/snp_names.txt"), "name position original_identifier file\n");
         EXPECT_NE(r.out.find("Panel: 170 samples; 30 trios, 10 duos, 60 singletons (170 columns, 260 founder haplotypes)"),
                   std::string::npos) << r.out;
         EXPECT_NE(r.out.find("2 without: a founder's call unphased or missing"), std::string::npos) << r.out;
@@ -183,7 +183,8 @@ TEST(Prepare, RealWorldShapedInputAndItsReport) {
     ASSERT_EQ(r.status, 0) << r.out;
     EXPECT_EQ(r.out,
               "kestrova-prepare: study 'study.vcf', phenotypes 'pheno.tsv', panel 'panel.vcf' with pedigree 'panel.ped'\n"
-              "Samples: 4 genotyped, 3 matched with a phenotype row and written, 1 left out (no phenotype row); "
+              "Samples: 4 genotyped, 3 matched with a phenotype row and written (1 of them without a response value, "
+              "which kestrova leaves out), 1 left out (no phenotype row); "
               "1 of 4 phenotype rows without genotypes\n"
               "Panel: 6 samples; 1 trios, 1 duos, 1 singletons (6 columns, 8 founder haplotypes); 0 left out (related "
               "to a unit already taken); 1 not in the pedigree (taken as unrelated); 1 pedigree people not in the panel\n"
@@ -317,6 +318,8 @@ TEST(PrepareFails, VcfRecords) {
     fails(dir, kStudy, "record 1 (1:100): genotype call names an allele the record does not have for sample 'A'");
     study(abcd, "1\t100\trs1\tA\tG\t.\t.\t.\tDP\t1\t2\t3\t4\n");
     fails(dir, kStudy, "'study.vcf' record 1 (1:100): no GT genotype field");
+    study(abcd, "1\t100\trs1\tA\tG\t.\t.\t.\tGQ\t1\t2\t3\t4\n");
+    fails(dir, kStudy, "record 1: not a valid VCF record (it uses a FORMAT or INFO field the header does not define)");
     study(abcd, "1\tx\trs1\tA\tG\t.\t.\t.\tGT\t0/1\t0/0\t0/0\t0/1\n");
     fails(dir, kStudy, "'study.vcf' record 1: the position is not a number from 1 on");
     study(abcd, "1\t100\trs1\tA\tG\t.\t.\t.\tGT\t0/1\t0/0\n");
