@@ -191,7 +191,7 @@ std::string run(const Settings& s, std::string& report) {
         Chromosome& c = chromosomes[k.key];
         if (!c.genotype) {
             c.name = k.chrom;
-            c.dir = s.out + "/" + folder_name(k.chrom);
+            c.dir = s.out + "/" + folder_name(k.key);
             order.push_back(k.key);
             c.genotype = staging.open(c.dir, "genotype.dat", emitError);
             if (!c.genotype) return;

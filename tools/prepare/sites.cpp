@@ -106,7 +106,7 @@ const std::string& SiteFilter::name(std::string_view id) {
     const bool bad = id.empty() || id == "." || id.size() > kIdWidth || ids_.count(std::string(id));
     if (bad) {
         slot_.originalId = id.empty() ? "." : std::string(id);
-        slot_.id = slot_.chrom + ":" + std::to_string(slot_.pos);
+        slot_.id = slot_.key + ":" + std::to_string(slot_.pos);
         if (slot_.id.size() > kIdWidth || ids_.count(slot_.id)) slot_.id = "pos" + std::to_string(slot_.pos);
     } else {
         slot_.id.assign(id);

@@ -55,8 +55,9 @@ public:
     // Skip::None: call name() with the record's identifier, fill slot()'s lines
     // and the letters, then call hold().
     Skip check(std::string_view chrom, long long pos, Skip alleles);
-    // The identifier the SNP is written with: its own, or chrom:pos when it is
-    // missing, too long or already used on the chromosome.
+    // The identifier the SNP is written with: its own, or chromosome:position
+    // (the chromosome as chromosome_key names it) when it is missing, too long
+    // or already used on the chromosome.
     const std::string& name(std::string_view id);
     Kept& slot() { return slot_; }
     void hold();

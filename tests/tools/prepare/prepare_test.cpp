@@ -195,33 +195,33 @@ TEST(Prepare, RealWorldShapedInputAndItsReport) {
               "used)\n"
               "Chromosome chr1: 3 study SNPs, 4 panel SNPs (3 with haplotypes, 1 without: a founder's call unphased "
               "or missing); 3 positions shared, 0 of them A/T or C/G (strand-ambiguous), 1 with complementary letters "
-              "(other strand) -> 'out/chr1'\n"
+              "(other strand) -> 'out/1'\n"
               "Chromosome chr2: 1 study SNPs, 1 panel SNPs (1 with haplotypes, 0 without: a founder's call unphased "
-              "or missing); 1 positions shared, 1 of them A/T or C/G (strand-ambiguous) -> 'out/chr2'\n"
-              "Model: DESIGN case-control, MODE additive; written: out/chr1 out/chr2\n");
+              "or missing); 1 positions shared, 1 of them A/T or C/G (strand-ambiguous) -> 'out/2'\n"
+              "Model: DESIGN case-control, MODE additive; written: out/1 out/2\n");
     // Samples in the study file's order (A, B, D; C has no phenotypes).
-    EXPECT_EQ(dir.read("out/chr1/phenotype.dat"), "cc age\nNA 40\n0 NA\n1 61\n");
-    EXPECT_EQ(dir.read("out/chr1/genotype.dat"),
-              "rs1 100 0 G A 0 1 9\nchr1:150 150 0 T C 1 2 9\nchr1:400 400 0 A C 2 9 1\n");
-    EXPECT_EQ(dir.read("out/chr1/snp_names.txt"),
-              "name position original_identifier file\nchr1:150 150 . study\nchr1:400 400 rs1 study\n");
+    EXPECT_EQ(dir.read("out/1/phenotype.dat"), "cc age\nNA 40\n0 NA\n1 61\n");
+    EXPECT_EQ(dir.read("out/1/genotype.dat"),
+              "rs1 100 0 G A 0 1 9\n1:150 150 0 T C 1 2 9\n1:400 400 0 A C 2 9 1\n");
+    EXPECT_EQ(dir.read("out/1/snp_names.txt"),
+              "name position original_identifier file\n1:150 150 . study\n1:400 400 rs1 study\n");
     // Trio fa mo kid, duo p c, singleton u1; haplotypes of fa, mo, p, u1.
-    EXPECT_EQ(dir.read("out/chr1/external.dat"),
+    EXPECT_EQ(dir.read("out/1/external.dat"),
               "rs1 100 A G 1 2 2 0 1 1\nrsP 150 A G 0 1 1 2 1 0\nrs8 400 A C 1 1 1 2 1 0\nrsQ 500 C T 0 1 9 2 1 0\n");
     // rs8: mo's call is unphased, so no haplotype record; rsQ: only the child's call is missing.
-    EXPECT_EQ(dir.read("out/chr1/haplotype.dat"), "rs1 0 1 1 1 0 0 1 0\nrsP 0 0 0 1 1 1 0 0\nrsQ 0 0 0 1 1 1 0 0\n");
-    EXPECT_EQ(dir.read("out/chr1/specification.txt"),
+    EXPECT_EQ(dir.read("out/1/haplotype.dat"), "rs1 0 1 1 1 0 0 1 0\nrsP 0 0 0 1 1 1 0 0\nrsQ 0 0 0 1 1 1 0 0\n");
+    EXPECT_EQ(dir.read("out/1/specification.txt"),
               "DESIGN = case-control\nPANEL = 1 1 1\nMODE = additive\nEFFECT = G age\nOUTPUT = G\n");
-    EXPECT_EQ(dir.read("out/chr2/genotype.dat"), "rs10 100 0 T A 1 2 0\n");
-    EXPECT_FALSE(dir.exists("out/chr3"));
+    EXPECT_EQ(dir.read("out/2/genotype.dat"), "rs10 100 0 T A 1 2 0\n");
+    EXPECT_FALSE(dir.exists("out/3"));
 
     // One chromosome, one region.
     const RunResult one = prepare(dir, {"--vcf", "study.vcf", "--phenotypes", "pheno.tsv", "--status", "cc", "--chr", "1",
                                         "--region", "120-420", "--out", "one"});
     ASSERT_EQ(one.status, 0) << one.out;
-    EXPECT_EQ(dir.read("one/chr1/genotype.dat"), "chr1:150 150 0 T C 1 2 9\nrs1 400 0 A C 2 9 1\n");
-    EXPECT_EQ(dir.read("one/chr1/specification.txt"), "DESIGN = case-control\nMODE = additive\nEFFECT = G\nOUTPUT = G\n");
-    EXPECT_FALSE(dir.exists("one/chr2"));
+    EXPECT_EQ(dir.read("one/1/genotype.dat"), "1:150 150 0 T C 1 2 9\nrs1 400 0 A C 2 9 1\n");
+    EXPECT_EQ(dir.read("one/1/specification.txt"), "DESIGN = case-control\nMODE = additive\nEFFECT = G\nOUTPUT = G\n");
+    EXPECT_FALSE(dir.exists("one/2"));
     EXPECT_NE(one.out.find("2 outside --region, 1 on other chromosomes than --chr"), std::string::npos) << one.out;
 }
 
@@ -241,6 +241,24 @@ TEST(Prepare, TheExampleConvertsAndRuns) {
     r = run_in(dir.path() / "vcf" / "1", KESTROVA_BIN, {});
     ASSERT_EQ(r.status, 0) << r.out;
     EXPECT_NE(dir.read("vcf/1/results_G.out").find("rs97447"), std::string::npos);
+}
+
+TEST(Prepare, Plink2FromTheRealWorldVcfGivesTheSameFolders) {
+    if (std::system("command -v plink2 >/dev/null 2>&1") != 0) GTEST_SKIP() << "plink2 is not installed";
+    ScratchDir dir;
+    write_real_world(dir);
+    const RunResult p = run_in(dir.path(), "plink2", {"--vcf", "study.vcf", "--vcf-half-call", "missing", "--max-alleles",
+                                                      "2", "--make-bed", "--out", "fromvcf", "--threads", "1"});
+    ASSERT_EQ(p.status, 0) << p.out;
+    const std::vector<std::string> rest = {"--phenotypes", "pheno.tsv", "--status", "cc", "--panel", "panel.vcf",
+                                           "--pedigree", "panel.ped"};
+    ASSERT_EQ(prepare(dir, with({"--vcf", "study.vcf", "--out", "vcf"}, rest)).status, 0);
+    ASSERT_EQ(prepare(dir, with({"--bfile", "fromvcf", "--out", "bed"}, rest)).status, 0);
+    for (const char* chrom : {"1/", "2/"})
+        for (const char* f : {"specification.txt", "phenotype.dat", "genotype.dat", "external.dat", "haplotype.dat",
+                              "snp_names.txt"})
+            EXPECT_EQ(dir.read(std::string("bed/") + chrom + f), dir.read(std::string("vcf/") + chrom + f)) << chrom << f;
+    EXPECT_EQ(dir.read("bed/1/genotype.dat"), "rs1 100 0 G A 0 1 9\n1:150 150 0 T C 1 2 9\n1:400 400 0 A C 2 9 1\n");
 }
 
 // ---------------------------------------------------------------- errors
@@ -351,7 +369,7 @@ TEST(PrepareFails, VcfRecords) {
     dir.write("out", "a file");
     const RunResult r = prepare(dir, with(kStudy, {"--out", "out"}));
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.out.find("Error: cannot create folder 'out/chr1'"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("Error: cannot create folder 'out/1'"), std::string::npos) << r.out;
 }
 
 TEST(PrepareFails, PlinkFiles) {
@@ -398,5 +416,5 @@ TEST(PrepareFails, PlinkFilesThatAreRight) {
     dir.write("s.bed", std::string("\x6c\x1b\x01", 3) + std::string("\xe4\x00\x1b", 3));
     const RunResult r = prepare(dir, {"--bfile", "s", "--phenotypes", "pheno.tsv", "--status", "cc", "--out", "out"});
     ASSERT_EQ(r.status, 0) << r.out;
-    EXPECT_EQ(dir.read("out/chr1/genotype.dat"), "rs1 100 0 G A 2 9 0\n1:300 300 0 T C 0 1 2\n");
+    EXPECT_EQ(dir.read("out/1/genotype.dat"), "rs1 100 0 G A 2 9 0\n1:300 300 0 T C 0 1 2\n");
 }
