@@ -81,10 +81,16 @@ bool convert(GenotypeSource& src, SiteFilter& filter, const std::string& emitErr
     return error.empty();
 }
 
-void head(std::string& line, const std::string& id, long long pos) {
+// Start of a line of genotype.dat (with its strand flag 0) or external.dat:
+// identifier, position, the two letters.
+void begin_line(std::string& line, const std::string& id, const Kept& k, bool strandFlag) {
     line += id;
     line += ' ';
-    line += std::to_string(pos);
+    line += std::to_string(k.pos);
+    line += strandFlag ? " 0 " : " ";
+    line += k.first;
+    line += ' ';
+    line += k.second;
 }
 
 void append_codes(std::string& line, const char* codes, std::size_t n) {
@@ -323,11 +329,7 @@ std::string run(const Settings& s, std::string& report) {
     SiteFilter studyFilter(sel, [&](Kept& k) { folders.study_snp(k); });
     const auto studyLine = [&](const std::string& id, Kept& k) {
         if (!study->codes(samples.pick, codes.data())) return false;
-        head(k.line, id, k.pos);
-        k.line += " 0 ";
-        k.line += k.first;
-        k.line += ' ';
-        k.line += k.second;
+        begin_line(k.line, id, k, true);
         append_codes(k.line, codes.data(), samples.pick.size());
         return true;
     };
@@ -341,11 +343,7 @@ std::string run(const Settings& s, std::string& report) {
         const auto panelLines = [&](const std::string& id, Kept& k) {
             bool phased = false;
             if (!panel->panel_calls(fam.column, fam.founders, codes.data(), haps.data(), phased)) return false;
-            head(k.line, id, k.pos);
-            k.line += ' ';
-            k.line += k.first;
-            k.line += ' ';
-            k.line += k.second;
+            begin_line(k.line, id, k, false);
             append_codes(k.line, codes.data(), fam.column.size());
             if (phased) {
                 k.hapLine = id;
