@@ -82,14 +82,26 @@ std::string quote(std::string_view s) {
 }
 
 bool is_number(std::string_view s) {
-    if (s.empty() || s.size() > 64) return false;
-    char buf[65];
-    std::memcpy(buf, s.data(), s.size());
-    buf[s.size()] = '\0';
+    // Plain decimal form only ([+-]digits[.digits][e[+-]digits]), as the analysis
+    // reads numbers: no hexadecimal, inf or nan.
+    std::size_t i = 0, digits = 0;
+    if (i < s.size() && (s[i] == '+' || s[i] == '-')) ++i;
+    for (; i < s.size() && s[i] >= '0' && s[i] <= '9'; ++i) ++digits;
+    if (i < s.size() && s[i] == '.')
+        for (++i; i < s.size() && s[i] >= '0' && s[i] <= '9'; ++i) ++digits;
+    if (digits == 0) return false;
+    if (i < s.size() && (s[i] == 'e' || s[i] == 'E')) {
+        ++i;
+        if (i < s.size() && (s[i] == '+' || s[i] == '-')) ++i;
+        const std::size_t from = i;
+        while (i < s.size() && s[i] >= '0' && s[i] <= '9') ++i;
+        if (i == from) return false;
+    }
+    if (i != s.size()) return false;
+    const std::string copy(s);
     errno = 0;
-    char* end = nullptr;
-    const double v = std::strtod(buf, &end);
-    return end == buf + s.size() && std::isfinite(v) && errno != ERANGE;
+    const double v = std::strtod(copy.c_str(), nullptr);
+    return std::isfinite(v) && errno != ERANGE;
 }
 
 } // namespace prepare

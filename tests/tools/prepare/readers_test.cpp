@@ -96,7 +96,10 @@ TEST(PhenotypeTable, EveryProblemIsNamedWithItsLine) {
     EXPECT_NE(table_error("IID STATUS AGE\nNA 1 5\n", r).find("line 2: the sample ID is missing"), std::string::npos);
     EXPECT_NE(table_error("IID STATUS AGE\na 1 old\n", r).find("line 2: value 'old' of sample 'a' in column 'AGE' is neither"),
               std::string::npos);
-    EXPECT_NE(table_error("IID STATUS AGE\na 1 inf\n", r).find("'inf'"), std::string::npos);
+    for (const char* v : {"inf", "nan", "0x1A", "1e", "1e999", "+", "1.2.3", "--1"})
+        EXPECT_NE(table_error(std::string("IID STATUS AGE\na 1 ") + v + "\n", r).find(std::string("'") + v + "'"),
+                  std::string::npos) << v;
+    EXPECT_EQ(read_phenotype_table("IID STATUS AGE\na 1 +.5e-3\nb 0 -7.\n", "ph.txt", r).error, "");
     EXPECT_NE(table_error("IID STATUS AGE\na 3 1\n", r).find("status '3'"), std::string::npos);
     TableRequest plink = r;
     plink.plinkCoding = true;
