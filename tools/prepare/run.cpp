@@ -290,7 +290,8 @@ std::string run(const Settings& s, std::string& report) {
     if (!read_file(s.phenotypes, text, why)) return cannot_read(s.phenotypes, why);
     const PhenotypeTable table = read_phenotype_table(text, s.phenotypes, req);
     if (!table.error.empty()) return table.error;
-    if (std::string e = check_model(model, req.response, req.covariates); !e.empty()) return e;
+    if (std::string e = check_model(model, req.response, req.covariates); !e.empty())
+        return s.modelFile.empty() ? e : quote(s.modelFile) + ": " + e;
     Selection sel;
     sel.chromosome = s.chromosome.empty() ? "" : chromosome_key(s.chromosome);
     if (!s.region.empty() && !parse_region(s.region, sel))

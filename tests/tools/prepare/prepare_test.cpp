@@ -310,7 +310,7 @@ TEST(PrepareFails, PhenotypesModelAndPedigree) {
     dir.write("m.txt", "DESIGN = case-control\nEFFECT = G bmi\n");
     fails(dir, with(kStudy, {"--model", "m.txt"}), "'pheno.tsv' line 1: no column 'bmi' in the header");
     dir.write("m.txt", "EFFECT = G\nOUTPUT = G age\n");
-    fails(dir, with(kStudy, {"--model", "m.txt"}), "OUTPUT: term 'age' is not among the EFFECT terms");
+    fails(dir, with(kStudy, {"--model", "m.txt"}), "'m.txt': OUTPUT: term 'age' is not among the EFFECT terms");
     dir.write("m.txt", "PANEL = 1 1 1\n");
     fails(dir, with(kStudy, {"--model", "m.txt"}), "'m.txt' line 1: PANEL is filled in");
     fails(dir, with(kStudy, {"--panel", "panel.vcf", "--pedigree", "none.fam"}), "'none.fam': cannot be read");
