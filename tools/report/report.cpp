@@ -191,11 +191,12 @@ std::string term_summary(const TermTable& t, int top) {
   std::stable_sort(best.begin(), best.end(),
                    [](const ResultRow* a, const ResultRow* b) { return a->minus_log10p > b->minus_log10p; });
   if (best.size() > static_cast<std::size_t>(top)) best.resize(static_cast<std::size_t>(top));
+  auto snps = [](std::size_t k) { return std::to_string(k) + (k == 1 ? " SNP" : " SNPs"); };
   char buf[512];
-  std::string s = "Term " + t.term + ": " + std::to_string(t.rows.size()) + " SNPs, " + std::to_string(usable) +
+  std::string s = "Term " + t.term + ": " + snps(t.rows.size()) + ", " + std::to_string(usable) +
                   " analysed, " + std::to_string(failed) + " not analysed; lambda (genomic control) " +
                   (std::isfinite(t.lambda) ? fixed(t.lambda, "%.4f") : std::string(kNA)) + "\n";
-  s += "  p < 5e-8: " + std::to_string(gw) + " SNPs; p < 1e-5: " + std::to_string(sg) + " SNPs\n";
+  s += "  p < 5e-8: " + snps(gw) + "; p < 1e-5: " + snps(sg) + "\n";
   if (!best.empty()) {
     std::snprintf(buf, sizeof buf, "  %-5s  %-15s  %11s  %-7s  %8s  %7s  %9s  %-9s  %11s\n", "CHR", "SNP", "POS",
                   "TYPED", "BETA", "SE", "Z", "P", "NEG_LOG10_P");
