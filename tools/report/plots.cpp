@@ -18,6 +18,7 @@ constexpr const char* kGenomeWideColour = "#c0392b";
 constexpr const char* kSuggestiveColour = "#2e86c1";
 constexpr const char* kMinusLog10P = "&#8722;log&#8321;&#8320;(p)";
 constexpr double kMarkRadius = 2.4;
+constexpr double kTickLabelRoom = 22.0;  // pixels between chromosome names on one row
 constexpr long long kLabelRegion = 1000000;  // base pairs around a labelled signal that get no second label
 
 std::string num(double v) {
@@ -61,9 +62,9 @@ struct Canvas {
     out += "<text x=\"" + num(x) + "\" y=\"" + num(y) + "\" font-size=\"13\" text-anchor=\"middle\" transform=\"rotate(-90 " +
            num(x) + " " + num(y) + ")\">" + s + "</text>\n";
   }
-  void x_tick(double x, const std::string& label) {
-    line(x, y0(), x, y0() + 5, "stroke=\"#333\"");
-    text(x, y0() + 18, xml_escape(label), "font-size=\"11\" text-anchor=\"middle\"");
+  void x_tick(double x, const std::string& label, double drop = 0) {
+    line(x, y0(), x, y0() + 5 + drop, "stroke=\"#333\"");
+    text(x, y0() + 18 + drop, xml_escape(label), "font-size=\"11\" text-anchor=\"middle\"");
   }
   void y_tick(double y, const std::string& label) {
     line(x0() - 5, y, x0(), y, "stroke=\"#333\"");
@@ -176,7 +177,15 @@ std::string manhattan_svg(const std::vector<const ResultRow*>& rows, const std::
     for (double v = std::ceil(mb_lo / mstep) * mstep; v <= mb_hi + 1e-9; v += mstep) cv.x_tick(X(b, v * 1e6), tick_label(v, mstep));
     cv.x_title("Position on chromosome " + xml_escape(b.chr) + " (Mb)");
   } else {
-    for (const Block& b : blocks) cv.x_tick((X(b, b.lo) + X(b, b.hi)) / 2, b.chr);
+    // Labels of narrow neighbouring chromosomes alternate between two rows.
+    double last = -1e9;
+    bool lower = false;
+    for (const Block& b : blocks) {
+      const double x = (X(b, b.lo) + X(b, b.hi)) / 2;
+      lower = x - last < kTickLabelRoom && !lower;
+      cv.x_tick(x, b.chr, lower ? 12 : 0);
+      last = x;
+    }
     cv.x_title("Chromosome");
   }
 

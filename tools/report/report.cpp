@@ -105,10 +105,10 @@ std::string p_from_log(double minus_log10p) {
 
 std::map<std::string, std::string> find_run_files(const std::string& prefix) {
   const fs::path given(prefix);
-  fs::path dir = given.parent_path();
+  const fs::path parent = given.parent_path();
+  const fs::path dir = parent.empty() ? fs::path(".") : parent;
   std::string stem = given.filename().string();
   if (stem.empty() || stem.back() != '_') stem += "_";
-  if (dir.empty()) dir = ".";
   std::map<std::string, std::string> files;
   std::error_code ec;
   fs::directory_iterator it(dir, ec);
@@ -119,9 +119,9 @@ std::map<std::string, std::string> find_run_files(const std::string& prefix) {
         name.compare(name.size() - 4, 4, ".out") != 0)
       continue;
     if (!e.is_regular_file(ec)) continue;
-    files[name.substr(stem.size(), name.size() - stem.size() - 4)] = (dir / name).string();
+    files[name.substr(stem.size(), name.size() - stem.size() - 4)] = (parent / name).string();
   }
-  if (files.empty()) throw ReportError("Error: no result files '" + (dir / stem).string() + "*.out' found");
+  if (files.empty()) throw ReportError("Error: no result files '" + (parent / stem).string() + "*.out' found");
   return files;
 }
 
@@ -136,17 +136,23 @@ TermTable gather_term(const std::string& term, const std::vector<RunInput>& runs
     std::vector<ResultRow> rows = read_result_file(it->second, runs[k].chr);
     for (ResultRow& r : rows) t.rows.push_back(std::move(r));
   }
-  std::vector<ChromosomeKey> keys;
+  // Rank the distinct chromosome names once, then sort by rank and position.
+  std::vector<std::string> names;
+  for (const ResultRow& r : t.rows)
+    if (names.empty() || names.back() != r.chr) names.push_back(r.chr);
+  std::sort(names.begin(), names.end());
+  names.erase(std::unique(names.begin(), names.end()), names.end());
+  std::stable_sort(names.begin(), names.end(), [](const std::string& a, const std::string& b) {
+    return chromosome_key(a) < chromosome_key(b);
+  });
+  std::map<std::string, int> rank_of;
+  for (std::size_t k = 0; k < names.size(); k++) rank_of[names[k]] = static_cast<int>(k);
+  std::vector<int> rank(t.rows.size());
+  for (std::size_t i = 0; i < t.rows.size(); i++) rank[i] = rank_of[t.rows[i].chr];
   std::vector<std::size_t> order(t.rows.size());
   std::iota(order.begin(), order.end(), 0);
-  std::map<std::string, ChromosomeKey> key_of;
-  for (const ResultRow& r : t.rows)
-    if (!key_of.count(r.chr)) key_of[r.chr] = chromosome_key(r.chr);
   std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-    const ChromosomeKey& ka = key_of[t.rows[a].chr];
-    const ChromosomeKey& kb = key_of[t.rows[b].chr];
-    if (ka != kb) return ka < kb;
-    if (t.rows[a].chr != t.rows[b].chr) return t.rows[a].chr < t.rows[b].chr;
+    if (rank[a] != rank[b]) return rank[a] < rank[b];
     return t.rows[a].pos < t.rows[b].pos;
   });
   std::vector<ResultRow> sorted;
