@@ -61,7 +61,7 @@ bool VcfSource::open(const std::string& path) {
     }
     m.hdr = bcf_hdr_read(m.fp);
     if (!m.hdr) {
-        error = quote(path) + ": the VCF header cannot be read";
+        error = quote(path) + ": the VCF header cannot be read (a malformed header line or a repeated sample name)";
         return false;
     }
     m.rec = bcf_init();
