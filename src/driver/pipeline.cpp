@@ -10,6 +10,7 @@
 #include "driver/specfile.h"
 #include "driver/strand.h"
 #include "driver/study_input.h"
+#include "driver/warnings.h"
 
 namespace {
 
@@ -62,9 +63,8 @@ void read_inputs(const RunSettings& settings, RunData& data) {
 void run_analysis(const RunSettings& settings) {
   RunData data;
   read_inputs(settings, data);
-  if (std::string w = dependence_cost_warning(data.model, data.study); !w.empty()) {
-    std::fputs(w.c_str(), stdout);
-    std::fflush(stdout);
-  }
+  for (const std::string& w : run_warnings(data.model, data.study, settings.ofile)) std::fputs(w.c_str(), stdout);
+  if (std::string w = dependence_cost_warning(data.model, data.study); !w.empty()) std::fputs(w.c_str(), stdout);
+  std::fflush(stdout);
   stop_on(run_snps(data, settings));
 }
