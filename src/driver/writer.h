@@ -29,6 +29,7 @@ struct WriteEnd {
 SnpLine snp_line(const RunData& data, const SnpJob& job, double md);
 
 // Writes the lines of the plan in order. Stops at the first SNP whose analysis
-// threw, writing nothing for it; every line before it is written.
+// threw also when analysed alone, writing nothing for it; every line before it
+// is written.
 WriteEnd write_results(const SnpPlan& plan, WorkerPool& pool, const RunData& data, ResultFiles& files,
                        Progress& progress, PathStats* stats);
