@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <system_error>
 
 #include "analyses/dispatch.h"
 #include "design/complete.h"
@@ -109,7 +110,11 @@ WorkerPool::~WorkerPool() {
 
 void WorkerPool::start(int threads) {
   threads_.reserve(static_cast<std::size_t>(threads));
-  for (int t = 0; t < threads; t++) threads_.emplace_back([this] { work(); });
+  // Threads the system refuses are done without; with none, wait() analyses each SNP.
+  try {
+    for (int t = 0; t < threads; t++) threads_.emplace_back([this] { work(); });
+  } catch (const std::system_error&) {
+  }
 }
 
 void WorkerPool::join() {
