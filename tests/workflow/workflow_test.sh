@@ -1,0 +1,138 @@
+#!/usr/bin/env bash
+# The genome-wide workflow end to end on a two-chromosome simulated study:
+#  1. sharded results gathered per chromosome equal direct kestrova runs byte for
+#     byte, and the shard list covers every position once;
+#  2. a deleted shard is made again identically, its chromosome gathered again
+#     identically, and nothing else is touched;
+#  3. a run killed while a shard is running leaves no complete-looking shard, and
+#     the next run with --rerun-incomplete completes it to the same results;
+#  4. a shard whose kestrova fails leaves no shard folder and no gathered results.
+#
+#   workflow_test.sh KESTROVA KESTROVA_SIM SOURCE_DIR
+# Exits 77 (skipped) when snakemake is not installed.
+set -euo pipefail
+
+kestrova=$(realpath "$1")
+sim=$(realpath "$2")
+snakefile=$(realpath "$3/workflow/Snakefile")
+command -v snakemake >/dev/null || { echo "snakemake not installed: skipped"; exit 77; }
+
+work=$(mktemp -d "${TMPDIR:-/tmp}/kestrova-workflow.XXXXXX")
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+
+passes=0 failures=0
+check() {  # description, command ...
+  local what=$1; shift
+  if "$@"; then echo "ok: $what"; passes=$((passes + 1))
+  else echo "FAILED: $what"; failures=$((failures + 1)); fi
+}
+
+smk() {  # outdir, then more config values and options; the log goes to smk-<outdir>.log
+  local out=$1; shift
+  snakemake -s "$snakefile" --cores 2 --configfile config.yaml --config "outdir=$out" "$@" \
+    >"smk-$out.log" 2>&1
+}
+
+# Two chromosomes; chromosome 1 has two result files (one with '$' in its name).
+"$sim" --out data/chr1 --seed 21 --snps 150 --covariates 1 --interaction 0.3 >/dev/null
+"$sim" --out data/chr2 --seed 22 --snps 110 --start 5000 >/dev/null
+for c in 1 2; do
+  mkdir -p direct/$c
+  (cd data/chr$c && "$kestrova" -tag 3 -ofile "$work/direct/$c/results" >/dev/null)
+done
+
+cat >config.yaml <<EOF
+input: dat
+chromosomes: [1, 2]
+dat_folder: "data/chr{chrom}"
+options: "-tag 3"
+kestrova: "$kestrova"
+prefix: results
+shard: {snps: 40, threads: 2, mem_mb: 500, runtime: 5}
+small_jobs: {mem_mb: 100, runtime: 5}
+EOF
+
+same_results() {  # gathered folder, direct folder: the same files, byte for byte
+  local a=$1 b=$2
+  [ "$(cd "$a" && ls)" = "$(cd "$b" && ls)" ] || return 1
+  for f in "$b"/*; do cmp -s "$f" "$a/$(basename "$f")" || return 1; done
+}
+
+plan_covers() {  # plan file, distinct positions: first open, last open, contiguous, sizes
+  awk -v size=40 -v want="$2" -F'\t' '
+    NR == 1 { next }
+    NR == 2 && $2 != "-" { exit 1 }
+    NR > 2 && $2 != prev + 1 { exit 1 }
+    $4 > size { exit 1 }
+    { prev = $3; last = $3; total += $4; n++ }
+    END { exit !(last == "-" && total == want && n >= 3) }' "$1"
+}
+
+distinct_positions() {  # folder: positions of the study and panel SNPs, each once
+  cat "$1/genotype.dat" "$1/external.dat" | awk '{print $2}' | sort -u | wc -l
+}
+
+# 1. The whole workflow against direct runs.
+smk out || { cat smk-out.log; exit 1; }
+for c in 1 2; do
+  check "chromosome $c gathered = direct run" same_results out/results/$c direct/$c
+  check "chromosome $c shards cover the map" plan_covers out/plan/$c.tsv "$(distinct_positions data/chr$c)"
+done
+check "chromosome 1 has two result files" test "$(ls direct/1 | wc -l)" = 2
+
+# 2. Delete one shard, run again: it alone is made again, and its chromosome gathered.
+snapshot() {  # every file the workflow wrote but the deleted shard's log: path, mtime, checksum
+  find out -type f ! -path out/logs/1/shard-0001.log -printf '%p %T@ ' -exec md5sum {} \; | sort
+}
+contents() { find "$@" -type f ! -name '.snakemake_timestamp' -exec md5sum {} \; | sort; }
+before=$(snapshot)
+shard_before=$(contents out/shards/1/0001)
+gathered_before=$(contents out/results/1)
+rm -r out/shards/1/0001
+smk out || { cat smk-out.log; exit 1; }
+check "deleted shard made again identically" test "$(contents out/shards/1/0001)" = "$shard_before"
+check "its chromosome gathered again identically" test "$(contents out/results/1)" = "$gathered_before"
+check "only that shard and its chromosome's gather ran" \
+  test "$(grep -c '^rule ' smk-out.log)" = 2
+check "nothing else touched" test \
+  "$(echo "$before" | grep -v -e '^out/shards/1/0001/' -e '^out/results/1/')" = \
+  "$(snapshot | grep -v -e '^out/shards/1/0001/' -e '^out/results/1/')"
+
+# 3. Kill the whole run while a shard is running; resume with --rerun-incomplete.
+# The stand-in program finishes kestrova's work, then hangs while the file 'slow' exists.
+cat >slow-kestrova <<EOF
+#!/usr/bin/env bash
+"$kestrova" "\$@" || exit
+case " \$* " in *" -from "*) [ -e "$work/slow" ] && { touch "$work/shard-running"; sleep 60; };; esac
+exit 0
+EOF
+chmod +x slow-kestrova
+touch slow
+killed() { smk killed "kestrova=$work/slow-kestrova" "chromosomes=[2]" "$@"; }
+setsid snakemake -s "$snakefile" --cores 1 --configfile config.yaml --config outdir=killed \
+  "kestrova=$work/slow-kestrova" "chromosomes=[2]" >smk-killed.log 2>&1 &
+leader=$!
+for _ in $(seq 300); do [ -e shard-running ] && break; sleep 0.1; done
+kill -KILL -- -"$leader" 2>/dev/null || true
+{ wait "$leader"; } 2>/dev/null || true
+rm slow
+check "killed run was in a shard" test -e shard-running
+check "killed shard left no shard folder" test -z "$(find killed/shards -mindepth 2 -maxdepth 2 \
+  -type d ! -name '*.part' -newer shard-running)"
+check "killed run left no gathered results" test ! -e killed/results/2
+finished=$(find killed/shards -mindepth 2 -maxdepth 2 -type d ! -name '*.part' -printf '%p %T@\n' |
+  sort || true)
+{ killed --unlock && killed --rerun-incomplete; } || { cat smk-killed.log; exit 1; }
+check "resumed run = direct run" same_results killed/results/2 direct/2
+check "shards finished before the kill were kept" test "$finished" = "$(for d in $(echo "$finished" |
+  cut -d' ' -f1); do find "$d" -maxdepth 0 -printf '%p %T@\n'; done)"
+
+# 4. A shard that fails leaves neither a shard folder nor gathered results.
+if smk failed "options=-tag 3 -unknown"; then check "bad option fails the run" false; fi
+check "failed shards left no shard folder" test -z "$(find failed/shards -mindepth 2 -maxdepth 2 \
+  -type d ! -name '*.part' 2>/dev/null)"
+check "failed run left no gathered results" test -z "$(ls failed/results 2>/dev/null)"
+
+echo "workflow: $passes passed, $failures failed"
+[ "$failures" = 0 ]
