@@ -2,8 +2,9 @@
 # make bench: fixed-seed simulated data sets (case-control with and without the
 # panel, a cohort with a categorical covariate, a cross-sectional study with a
 # continuous covariate), analysed by kestrova-bench, which reports SNPs per second
-# on each analysis path and peak memory; then the load throughput of a
-# genome-wide-sized study (5,000 subjects by 100,500 study SNPs).
+# on each analysis path by one thread and by all cores, the speed-up, and peak
+# memory; then the load throughput of a genome-wide-sized study (5,000 subjects by
+# 100,500 study SNPs).
 #
 #   bash bench/run.sh [build-folder]        (LOAD=0 skips the large load test)
 set -euo pipefail
@@ -27,7 +28,7 @@ run_case() {  # name, simulator options ..., then -- and kestrova options
     echo "${sim_args[*]}" >"$dir/args"
   fi
   echo "== $name ${run_args[*]}"
-  (cd "$dir" && "$bench" "${run_args[@]}" -ofile "$build/bench-$name" | grep -E '^(load|complete|typed|untyped|peak)')
+  (cd "$dir" && "$bench" "${run_args[@]}" -ofile "$build/bench-$name" | grep -E '^(load|complete|typed|untyped|all paths|peak)')
 }
 
 cc="--seed 11 --cases 1000 --controls 1000 --snps 300 --typed-share 0.67 --missing-share 0.2 --missing-rate 0.05 --trios 30 --duos 10 --singletons 60"

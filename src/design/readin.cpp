@@ -4,11 +4,8 @@
 
 #include "design/columns.h"
 
-namespace {
-
-// Whether a cross-sectional trait takes exactly two values over every study
-// subject; a binary trait is then recoded in place, its larger value to 1.
 void classify_trait(StudyData& study) {
+  study.TRAIT_raw = study.TRAIT;
   double seen[3];
   int distinct = 0;
   for (int i = 0; i < study.n && distinct < 3; i++) {
@@ -30,9 +27,7 @@ void classify_trait(StudyData& study) {
   }
 }
 
-}  // namespace
-
-void readinXV(Window& w, const Model& model, StudyData& study, const double* cov) {
+void readinXV(Window& w, const Model& model, const StudyData& study, const double* cov) {
   const int p = model.p;
   const std::vector<int> covariates = model_covariates(model);
   const int m = static_cast<int>(covariates.size());
@@ -92,6 +87,4 @@ void readinXV(Window& w, const Model& model, StudyData& study, const double* cov
   }
 
   interaction_flags(model, cols, w.X_X, w.X_H, w.H_H);
-
-  if (model.design == kCrossSectional) classify_trait(study);
 }

@@ -2,6 +2,7 @@
 // are missing for some subjects or for all of them.
 #include <cstdio>
 
+#include "core/nrerror.h"
 #include "driver/fatal.h"
 #include "driver/pipeline.h"
 #include "driver/runlog.h"
@@ -14,7 +15,11 @@ int main(int argc, char** argv) {
   if (std::string e = parse_command_line(argc, argv, settings, given, stdout); !e.empty()) stop_with(e);
   print_defaults(settings, given, stdout);
   if (std::string e = check_input_files(settings, stdout); !e.empty()) stop_with(e);
-  run_analysis(settings);
+  try {
+    run_analysis(settings);
+  } catch (const NumericalError& e) {
+    report_nrerror(e.what());
+  }
   print_complete_time(stdout);
   return 0;
 }

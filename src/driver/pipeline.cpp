@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "design/readin.h"
 #include "driver/fatal.h"
 #include "driver/panel_input.h"
 #include "driver/snploop.h"
@@ -34,6 +35,7 @@ void read_inputs(const RunSettings& settings, RunData& data) {
   if (study.n == 0)
     stop_with(format("Error: No individual of '%s' can be used in the analysis.\n", settings.pfile.c_str()));
   order_dependent_first(model, study);
+  if (model.design == kCrossSectional) classify_trait(study);
 
   stop_on(read_genotypes(settings.gfile, model.mode, study));
   std::printf("%d SNPs and %d individuals read from '%s'\n", study.nsnp, study.n_total, settings.gfile.c_str());
@@ -61,5 +63,6 @@ void read_inputs(const RunSettings& settings, RunData& data) {
 void run_analysis(const RunSettings& settings) {
   RunData data;
   read_inputs(settings, data);
-  stop_on(run_snps(data, settings));
+  const RunData& run = data;  // read-only from here to the end of the run
+  stop_on(run_snps(run, settings));
 }
