@@ -6,15 +6,18 @@
 #     identically, and nothing else is touched;
 #  3. a run killed while a shard is running leaves no complete-looking shard, and
 #     the next run with --rerun-incomplete completes it to the same results;
-#  4. a shard whose kestrova fails leaves no shard folder and no gathered results.
+#  4. a shard whose kestrova fails leaves no shard folder and no gathered results;
+#  5. with kestrova-prepare: a two-chromosome VCF study through the prepare route
+#     equals kestrova-prepare and kestrova run by hand per chromosome.
 #
-#   workflow_test.sh KESTROVA KESTROVA_SIM SOURCE_DIR
+#   workflow_test.sh KESTROVA KESTROVA_SIM SOURCE_DIR [KESTROVA_PREPARE]
 # Exits 77 (skipped) when snakemake is not installed.
 set -euo pipefail
 
 kestrova=$(realpath "$1")
 sim=$(realpath "$2")
 snakefile=$(realpath "$3/workflow/Snakefile")
+prepare=${4:+$(realpath "$4")}
 command -v snakemake >/dev/null || { echo "snakemake not installed: skipped"; exit 77; }
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/kestrova-workflow.XXXXXX")
@@ -24,13 +27,13 @@ cd "$work"
 passes=0 failures=0
 check() {  # description, command ...
   local what=$1; shift
-  if "$@"; then echo "ok: $what"; passes=$((passes + 1))
+  if "$@"; then echo "ok: $what ($SECONDS s)"; passes=$((passes + 1))
   else echo "FAILED: $what"; failures=$((failures + 1)); fi
 }
 
 smk() {  # outdir, then more config values and options; the log goes to smk-<outdir>.log
   local out=$1; shift
-  snakemake -s "$snakefile" --cores 2 --configfile config.yaml --config "outdir=$out" "$@" \
+  snakemake -s "$snakefile" --cores 2 --configfile "${config:-config.yaml}" --config "outdir=$out" "$@" \
     >"smk-$out.log" 2>&1
 }
 
@@ -133,6 +136,40 @@ if smk failed "options=-tag 3 -unknown"; then check "bad option fails the run" f
 check "failed shards left no shard folder" test -z "$(find failed/shards -mindepth 2 -maxdepth 2 \
   -type d ! -name '*.part' 2>/dev/null)"
 check "failed run left no gathered results" test -z "$(ls failed/results 2>/dev/null)"
+
+# 5. The prepare route: chromosome 2 of the VCF files is a second simulated study
+# of the same samples.
+if [ -n "$prepare" ]; then
+  "$sim" --out vcf1 --seed 23 --snps 90 --vcf >/dev/null
+  "$sim" --out vcf2 --seed 24 --snps 70 --vcf >/dev/null
+  mkdir -p in
+  for f in study panel; do
+    { sed 's/^##contig=<ID=1>$/&\n##contig=<ID=2>/' vcf1/$f.vcf
+      grep -v '^#' vcf2/$f.vcf | awk 'BEGIN { OFS = "\t" } { $1 = "2"; print }'; } >in/$f.vcf
+  done
+  cp vcf1/phenotypes.txt vcf1/panel.fam in/
+  from_vcf=(--vcf in/study.vcf --phenotypes in/phenotypes.txt --status STATUS --panel in/panel.vcf
+            --pedigree in/panel.fam)
+  for c in 1 2; do
+    "$prepare" "${from_vcf[@]}" --chr $c --out by-hand >/dev/null
+    mkdir -p by-hand-results/$c
+    (cd by-hand/$c && "$kestrova" -tag 3 -ofile "$work/by-hand-results/$c/results" >/dev/null)
+  done
+  sed 's/^input: dat$/input: prepare/' config.yaml >prepare.yaml
+  cat >>prepare.yaml <<EOF
+prepare:
+  program: "$prepare"
+  vcf: in/study.vcf
+  phenotypes: in/phenotypes.txt
+  panel: in/panel.vcf
+  pedigree: in/panel.fam
+  options: "--status STATUS"
+EOF
+  config=prepare.yaml smk prepared "shard={snps: 50, threads: 1}" || { cat smk-prepared.log; exit 1; }
+  for c in 1 2; do
+    check "prepare route, chromosome $c = by hand" same_results prepared/results/$c by-hand-results/$c
+  done
+fi
 
 echo "workflow: $passes passed, $failures failed"
 [ "$failures" = 0 ]
