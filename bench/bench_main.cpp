@@ -58,34 +58,35 @@ int main(int argc, char** argv) {
   std::printf("load: %.1f MB in %.2f s = %.0f MB/s\n", mb, load, mb / load);
 
   if (!load_only) {
-    // Once by one thread, then by all cores (or by -threads N); each path's share
-    // of the wall clock at N threads is its share of the workers' summed time.
+    // Each path alone, by one thread and by all cores (or by -threads N).
     RunSettings one = settings, all = settings;
     one.threads = 1;
     all.threads = worker_count(settings);
-    PathStats s1, sn;
+    const char* names[3] = {"complete-data", "typed with missing", "untyped"};
+    double wall1 = 0.0, wall_n = 0.0;
     try {
-      if (std::string e = run_snps(data, one, &s1); !e.empty()) stop_with(e);
-      if (all.threads > 1)
-        if (std::string e = run_snps(data, all, &sn); !e.empty()) stop_with(e);
+      for (int p = 0; p < 3; p++) {
+        PathStats s1, sn;
+        s1.only_path = sn.only_path = p;
+        if (std::string e = run_snps(data, one, &s1); !e.empty()) stop_with(e);
+        if (s1.count[p] == 0) continue;
+        const double rate1 = s1.count[p] / s1.wall;
+        wall1 += s1.wall;
+        std::printf("%-20s %6d SNPs: 1 thread %9.1f SNPs/s", names[p], s1.count[p], rate1);
+        if (all.threads > 1) {
+          if (std::string e = run_snps(data, all, &sn); !e.empty()) stop_with(e);
+          wall_n += sn.wall;
+          const double rate_n = sn.count[p] / sn.wall;
+          std::printf(", %d threads %9.1f SNPs/s, speed-up %.2fx", sn.threads, rate_n, rate_n / rate1);
+        }
+        std::printf("\n");
+      }
     } catch (const NumericalError& e) {
       report_nrerror(e.what());
     }
-    const double summed = sn.seconds[0] + sn.seconds[1] + sn.seconds[2];
-    const char* names[3] = {"complete-data", "typed with missing", "untyped"};
-    for (int p = 0; p < 3; p++) {
-      if (s1.count[p] == 0) continue;
-      const double rate1 = s1.count[p] / s1.seconds[p];
-      std::printf("%-20s %6d SNPs: 1 thread %9.1f SNPs/s", names[p], s1.count[p], rate1);
-      if (all.threads > 1 && summed > 0.0) {
-        const double rate_n = sn.count[p] / (sn.wall * sn.seconds[p] / summed);
-        std::printf(", %d threads %9.1f SNPs/s, speed-up %.2fx", sn.threads, rate_n, rate_n / rate1);
-      }
-      std::printf("\n");
-    }
     if (all.threads > 1)
-      std::printf("all paths: %.2f s by 1 thread, %.2f s by %d threads, speed-up %.2fx\n", s1.wall, sn.wall,
-                  sn.threads, s1.wall / sn.wall);
+      std::printf("all paths: %.2f s by 1 thread, %.2f s by %d threads, speed-up %.2fx\n", wall1, wall_n,
+                  all.threads, wall1 / wall_n);
   }
   std::printf("peak memory: %.0f MiB\n", peak_mib());
   return 0;

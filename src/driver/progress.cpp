@@ -5,9 +5,10 @@
 #include <cmath>
 
 namespace {
-constexpr double kRefreshSeconds = 0.25;  // the line is rewritten at most this often
-}
 
+constexpr double kRefreshSeconds = 0.25;  // the line is rewritten at most this often
+
+// "1h02m", "4m05s" or "12s".
 void format_duration(double seconds, char* buf, int size) {
   const long t = std::lround(seconds);
   if (t >= 3600)
@@ -17,6 +18,8 @@ void format_duration(double seconds, char* buf, int size) {
   else
     std::snprintf(buf, static_cast<std::size_t>(size), "%lds", t);
 }
+
+}  // namespace
 
 Progress::Progress(int total, std::FILE* out) : on_(isatty(fileno(out)) == 1), total_(total), out_(out) {
   start_ = last_ = std::chrono::steady_clock::now();

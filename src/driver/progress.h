@@ -21,6 +21,3 @@ class Progress {
   std::FILE* out_;
   std::chrono::steady_clock::time_point start_, last_;
 };
-
-// "1h02m", "4m05s" or "12s".
-void format_duration(double seconds, char* buf, int size);

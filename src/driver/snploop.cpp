@@ -1,5 +1,6 @@
 #include "driver/snploop.h"
 
+#include <algorithm>
 #include <chrono>
 #include <new>
 
@@ -34,7 +35,12 @@ std::string run_snps(const RunData& d, const RunSettings& rs, PathStats* stats) 
   files.write_header(header);
 
   const auto started = std::chrono::steady_clock::now();
-  const SnpPlan plan = plan_snps(d, rs);
+  SnpPlan plan = plan_snps(d, rs);
+  if (stats && stats->only_path >= 0) {
+    std::erase_if(plan.jobs, [&](const SnpJob& j) { return j.path != stats->only_path; });
+    plan.written = static_cast<int>(
+        std::count_if(plan.jobs.begin(), plan.jobs.end(), [](const SnpJob& j) { return j.written; }));
+  }
   const int threads = worker_count(rs);
   const AnalysisInputs in{d, rs, out.index};
   Progress progress(plan.written);

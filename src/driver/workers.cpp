@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <system_error>
 
 #include "analyses/dispatch.h"
 #include "design/complete.h"
@@ -97,16 +98,51 @@ int available_cores() {
   return n > 0 ? n : 1;
 }
 
-WorkerPool::WorkerPool(const SnpPlan& plan, const AnalysisInputs& in, int threads)
-    : plan_(plan), in_(in), results_(plan.jobs.size()), done_(plan.jobs.size(), 0) {
-  if (threads <= 1) return;
-  threads_.reserve(static_cast<std::size_t>(threads));
-  for (int t = 0; t < threads; t++) threads_.emplace_back([this] { work(); });
+WorkerPool::WorkerPool(const SnpPlan& plan, const AnalysisInputs& in, int threads, AnalyseFn analyse)
+    : plan_(plan), in_(in), analyse_(analyse), results_(plan.jobs.size()), done_(plan.jobs.size(), 0) {
+  if (threads > 1) start(threads);
 }
 
 WorkerPool::~WorkerPool() {
   stop();
+  join();
+}
+
+void WorkerPool::start(int threads) {
+  threads_.reserve(static_cast<std::size_t>(threads));
+  // Threads the system refuses are done without; with none, wait() analyses each SNP.
+  try {
+    for (int t = 0; t < threads; t++) threads_.emplace_back([this] { work(); });
+  } catch (const std::system_error&) {
+  }
+}
+
+void WorkerPool::join() {
   for (std::thread& t : threads_) t.join();
+}
+
+SnpResult& WorkerPool::retry_alone(int j) {
+  const auto at = static_cast<std::size_t>(j);
+  const int threads = static_cast<int>(threads_.size());
+  stop();
+  join();
+  threads_.clear();
+  results_[at] = SnpResult{};
+  {
+    WorkerScratch scratch;
+    analyse_(plan_.jobs[at], in_, scratch, results_[at]);
+  }
+  if (results_[at].error) return results_[at];
+  // SNPs after j that failed side by side are analysed again; the others are kept.
+  for (std::size_t k = at + 1; k < done_.size(); k++)
+    if (done_[k] && results_[k].error) {
+      done_[k] = 0;
+      results_[k] = SnpResult{};
+    }
+  next_ = j + 1;
+  stopping_ = false;
+  start(threads);
+  return results_[at];
 }
 
 void WorkerPool::stop() {
@@ -120,11 +156,12 @@ void WorkerPool::work() {
     int j;
     {
       std::lock_guard<std::mutex> lock(mutex_);
+      while (next_ < static_cast<int>(plan_.jobs.size()) && done_[static_cast<std::size_t>(next_)]) next_++;
       if (stopping_ || next_ >= static_cast<int>(plan_.jobs.size())) return;
       j = next_++;
     }
     SnpResult r;
-    analyse_snp(plan_.jobs[static_cast<std::size_t>(j)], in_, scratch, r);
+    analyse_(plan_.jobs[static_cast<std::size_t>(j)], in_, scratch, r);
     {
       std::lock_guard<std::mutex> lock(mutex_);
       results_[static_cast<std::size_t>(j)] = std::move(r);
@@ -137,7 +174,7 @@ void WorkerPool::work() {
 SnpResult& WorkerPool::wait(int j) {
   const auto at = static_cast<std::size_t>(j);
   if (threads_.empty()) {
-    analyse_snp(plan_.jobs[at], in_, inline_scratch_, results_[at]);
+    analyse_(plan_.jobs[at], in_, inline_scratch_, results_[at]);
     return results_[at];
   }
   std::unique_lock<std::mutex> lock(mutex_);

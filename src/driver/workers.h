@@ -48,6 +48,9 @@ struct AnalysisInputs {
 // Analyses one SNP into r. Anything the analysis throws is kept in r.error.
 void analyse_snp(const SnpJob& job, const AnalysisInputs& in, WorkerScratch& scratch, SnpResult& r);
 
+// The analysis the workers run for each SNP (analyse_snp in a run).
+using AnalyseFn = void (*)(const SnpJob&, const AnalysisInputs&, WorkerScratch&, SnpResult&);
+
 // The number of cores this process may run on (its CPU affinity), at least 1.
 int available_cores();
 
@@ -56,7 +59,7 @@ int available_cores();
 // wait() analyses the SNP itself.
 class WorkerPool {
  public:
-  WorkerPool(const SnpPlan& plan, const AnalysisInputs& in, int threads);
+  WorkerPool(const SnpPlan& plan, const AnalysisInputs& in, int threads, AnalyseFn analyse = analyse_snp);
   ~WorkerPool();  // stops and joins the workers
   WorkerPool(const WorkerPool&) = delete;
   WorkerPool& operator=(const WorkerPool&) = delete;
@@ -65,12 +68,22 @@ class WorkerPool {
   SnpResult& wait(int j);
   // No further SNP is started; workers finish the one in hand and end.
   void stop();
+  // Analyses job j once more on the calling thread, with every worker ended and
+  // its scratch released, so that a failure which may come from SNPs analysed
+  // side by side (memory) is the one the SNP has alone. Unless it fails again,
+  // the workers then go on after j.
+  SnpResult& retry_alone(int j);
+  // Whether SNPs are analysed in the background.
+  bool side_by_side() const { return !threads_.empty(); }
 
  private:
   void work();
+  void start(int threads);
+  void join();
 
   const SnpPlan& plan_;
   const AnalysisInputs& in_;
+  AnalyseFn analyse_;
   std::vector<SnpResult> results_;
   std::vector<char> done_;
   int next_ = 0;

@@ -37,7 +37,8 @@ WriteEnd write_results(const SnpPlan& plan, WorkerPool& pool, const RunData& dat
   int written = 0;
   for (int j = 0; j < static_cast<int>(plan.jobs.size()); j++) {
     const SnpJob& job = plan.jobs[static_cast<std::size_t>(j)];
-    const SnpResult r = std::move(pool.wait(j));
+    SnpResult r = std::move(pool.wait(j));
+    if (r.error && pool.side_by_side()) r = std::move(pool.retry_alone(j));
     if (r.error) {
       pool.stop();
       return WriteEnd{j, r.error};

@@ -11,8 +11,9 @@
 #include "model/rundata.h"
 
 // SNPs analysed and seconds spent on each path (summed over the workers), for the
-// benchmark.
+// benchmark, which may also have one path alone analysed.
 struct PathStats {
+  int only_path = -1;  // set by the caller: analyse the SNPs of this path only
   int count[3] = {0, 0, 0};
   double seconds[3] = {0.0, 0.0, 0.0};
   double wall = 0.0;  // seconds from the first SNP started to the last line written
@@ -29,6 +30,7 @@ struct WriteEnd {
 SnpLine snp_line(const RunData& data, const SnpJob& job, double md);
 
 // Writes the lines of the plan in order. Stops at the first SNP whose analysis
-// threw, writing nothing for it; every line before it is written.
+// threw also when analysed alone, writing nothing for it; every line before it
+// is written.
 WriteEnd write_results(const SnpPlan& plan, WorkerPool& pool, const RunData& data, ResultFiles& files,
                        Progress& progress, PathStats* stats);
