@@ -120,7 +120,7 @@ killed() { smk killed "kestrova=$work/slow-kestrova" "chromosomes=[2]" "$@"; }
 setsid snakemake -s "$snakefile" --cores 1 --configfile config.yaml --config outdir=killed \
   "kestrova=$work/slow-kestrova" "chromosomes=[2]" >smk-killed.log 2>&1 &
 leader=$!
-for _ in $(seq 300); do [ -e shard-running ] && break; sleep 0.1; done
+for _ in $(seq 1200); do [ -e shard-running ] && break; sleep 0.1; done
 kill -KILL -- -"$leader" 2>/dev/null || true
 { wait "$leader"; } 2>/dev/null || true
 rm slow
