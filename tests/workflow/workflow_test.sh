@@ -80,6 +80,20 @@ distinct_positions() {  # folder: positions of the study and panel SNPs, each on
   cat "$1/genotype.dat" "$1/external.dat" | awk '{print $2}' | sort -u | wc -l
 }
 
+# 0. The planner alone: CRLF, tabs, blank lines and positions shared by study and
+# panel; shards of at most 2 distinct positions, spread evenly; unsorted input refused.
+shards_py=$(dirname "$snakefile")/scripts/shards.py
+printf 'a 100 0 A C 0 1\r\nb\t250\t0 A C 1 1\r\n\r\nc  400 0 A C 2 9' >g.dat
+printf 'a 100 A C 0\nx 180 A C 1\nc 400 A C 2\nz 900 A C 0\n' >e.dat
+python3 "$shards_py" plan 2 plan.tsv g.dat e.dat
+check "planner: ranges over distinct positions" test "$(cat plan.tsv)" = \
+  "$(printf 'shard\tfrom\tto\tsnps\n0000\t-\t179\t1\n0001\t180\t399\t2\n0002\t400\t-\t2')"
+printf 'a 100 0 A C 0\nb 90 0 A C 1\n' >unsorted.dat
+refused() { ! python3 "$shards_py" plan 2 bad.tsv unsorted.dat 2>refused.txt && [ ! -e bad.tsv ] &&
+  [ "$(cat refused.txt)" = "Error: Line 2 of 'unsorted.dat': position 90 is below the previous one (100);\
+ shards need SNPs in ascending position." ]; }
+check "planner: positions out of order refused" refused
+
 # 1. The whole workflow against direct runs.
 smk out || { cat smk-out.log; exit 1; }
 for c in 1 2; do
