@@ -101,6 +101,8 @@ for c in 1 2; do
   check "chromosome $c shards cover the map" plan_covers out/plan/$c.tsv "$(distinct_positions data/chr$c)"
 done
 check "two result files per chromosome" test "$(ls direct/1 direct/2 | grep -c out$)" = 4
+check "result files carry no time stamp" \
+  bash -c "! grep -q -E '[0-9]:[0-9]{2}:[0-9]{2}|(Mon|Tue|Wed|Thu|Fri|Sat|Sun) ' direct/*/*"
 
 # 2. Delete one shard, run again: it alone is made again, and its chromosome gathered.
 snapshot() {  # every file the workflow wrote but the deleted shard's log: path, mtime, checksum
