@@ -4,18 +4,23 @@
 
 #include "design/columns.h"
 
-void classify_trait(StudyData& study) {
-  study.TRAIT_raw = study.TRAIT;
-  double seen[3];
+int trait_values(const StudyData& study, double seen[3]) {
+  const std::vector<double>& trait = study.TRAIT_raw.empty() ? study.TRAIT : study.TRAIT_raw;
   int distinct = 0;
   for (int i = 0; i < study.n && distinct < 3; i++) {
-    const double v = study.TRAIT[static_cast<std::size_t>(i)];
+    const double v = trait[static_cast<std::size_t>(i)];
     bool fresh = true;
     for (int k = 0; k < distinct; k++)
       if (!(std::fabs(v - seen[k]) >= kPatternTolerance)) fresh = false;
     if (fresh) seen[distinct++] = v;
   }
-  if (distinct != 2) {
+  return distinct;
+}
+
+void classify_trait(StudyData& study) {
+  study.TRAIT_raw = study.TRAIT;
+  double seen[3];
+  if (trait_values(study, seen) != 2) {
     study.cs_bin = 0;
     return;
   }

@@ -10,6 +10,7 @@
 #include "driver/specfile.h"
 #include "driver/strand.h"
 #include "driver/study_input.h"
+#include "driver/warnings.h"
 
 namespace {
 
@@ -64,5 +65,6 @@ void run_analysis(const RunSettings& settings) {
   RunData data;
   read_inputs(settings, data);
   const RunData& run = data;  // read-only from here to the end of the run
+  for (const std::string& w : run_warnings(run.model, run.study, settings.ofile)) std::fputs(w.c_str(), stdout);
   stop_on(run_snps(run, settings));
 }
