@@ -34,6 +34,10 @@ std::string run_snps(const RunData& d, const RunSettings& rs, PathStats* stats) 
   header.mode = model.mode;
   files.write_header(header);
 
+  DiagFile diag;
+  if (!rs.diag.empty())
+    if (std::string e = diag.open(rs.diag); !e.empty()) return e;
+
   const auto started = std::chrono::steady_clock::now();
   SnpPlan plan = plan_snps(d, rs);
   if (stats && stats->only_path >= 0) {
@@ -47,7 +51,7 @@ std::string run_snps(const RunData& d, const RunSettings& rs, PathStats* stats) 
   WriteEnd end;
   {
     WorkerPool pool(plan, in, threads);
-    end = write_results(plan, pool, d, files, progress, stats);
+    end = write_results(plan, pool, d, files, progress, stats, diag.is_open() ? &diag : nullptr);
   }  // the workers have ended here
   progress.finish();
   if (stats) {
@@ -55,7 +59,7 @@ std::string run_snps(const RunData& d, const RunSettings& rs, PathStats* stats) 
     stats->threads = threads;
   }
   std::string closed = files.close();
-  if (!end.error) return closed;
+  if (!end.error) return closed.empty() ? diag.finish() : closed;
   try {
     std::rethrow_exception(end.error);
   } catch (const std::bad_alloc&) {
