@@ -49,8 +49,9 @@ std::string reason_text(const FailReason& f) {
 
 DiagFile::~DiagFile() { discard(); }
 
-std::string DiagFile::open(const std::string& name) {
+std::string DiagFile::open(const std::string& name, const std::vector<std::string>& terms) {
   name_ = name;
+  terms_ = terms;
   temp_ = name + ".part";
   file_ = std::fopen(temp_.c_str(), "w");
   if (!file_) return format("Error: Diagnostics file '%s' cannot be written.\n", temp_.c_str());

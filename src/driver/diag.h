@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "core/failreason.h"
 #include "driver/plan.h"
@@ -26,8 +27,10 @@ class DiagFile {
   DiagFile(const DiagFile&) = delete;
   DiagFile& operator=(const DiagFile&) = delete;
 
-  // Opens the temporary file and writes the header; "" or the error line.
-  std::string open(const std::string& name);
+  // Opens the temporary file and writes the header; "" or the error line. terms:
+  // the result files' terms, in file order, for the reasons.
+  std::string open(const std::string& name, const std::vector<std::string>& terms);
+  const std::vector<std::string>& terms() const { return terms_; }
   bool is_open() const { return file_ != nullptr; }
   // The row of job's SNP from its result r; reason is the reason column.
   void write_row(const RunData& d, const SnpJob& job, const SnpResult& r, const std::string& reason);
@@ -39,4 +42,5 @@ class DiagFile {
  private:
   std::FILE* file_ = nullptr;
   std::string name_, temp_;
+  std::vector<std::string> terms_;
 };

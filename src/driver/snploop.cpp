@@ -11,6 +11,17 @@
 #include "driver/results.h"
 #include "driver/workers.h"
 
+namespace {
+
+// The terms of the result files prefix_term.out.
+std::vector<std::string> result_terms(const std::vector<std::string>& names, const std::string& prefix) {
+  std::vector<std::string> terms;
+  for (const std::string& name : names) terms.push_back(name.substr(prefix.size() + 1, name.size() - prefix.size() - 5));
+  return terms;
+}
+
+}  // namespace
+
 int worker_count(const RunSettings& rs) { return rs.threads > 0 ? rs.threads : available_cores(); }
 
 std::string run_snps(const RunData& d, const RunSettings& rs, PathStats* stats) {
@@ -36,7 +47,7 @@ std::string run_snps(const RunData& d, const RunSettings& rs, PathStats* stats) 
 
   DiagFile diag;
   if (!rs.diag.empty())
-    if (std::string e = diag.open(rs.diag); !e.empty()) return e;
+    if (std::string e = diag.open(rs.diag, result_terms(out.names, rs.ofile)); !e.empty()) return e;
 
   const auto started = std::chrono::steady_clock::now();
   SnpPlan plan = plan_snps(d, rs);

@@ -31,8 +31,9 @@ struct WriteEnd {
 SnpLine snp_line(const RunData& data, const SnpJob& job, double md);
 
 // The reason column of a written SNP: its analysis's failure, or a result line
-// of dashes although the analysis succeeded, or "" when every line has numbers.
-std::string diag_reason(const ResultFiles& files, bool ok, const FailReason& fail, const std::vector<double>& b,
+// of dashes although the analysis succeeded (terms: the result files' terms), or
+// "" when every line has numbers.
+std::string diag_reason(const std::vector<std::string>& terms, bool ok, const FailReason& fail, const std::vector<double>& b,
                         const std::vector<double>& s);
 
 // Writes the lines of the plan in order, and with diag the diagnostics rows. Stops
