@@ -248,7 +248,7 @@ int A2_ind_HWE(Window& w, const StudyData& study, double* est, double* se, doubl
   A2Fit fit;
   int ok = A2_fit(w, study, hapmap, freq, fit);
   *iter = fit.iter;
-  if (!ok) return 0;
+  if (!ok) return fail(w, "A2_ind_HWE", fit.fail);
   *loglik = -fit.f;
   // The intercept follows the frequency block and is left out of the report.
   w.qq = 0;
@@ -258,7 +258,7 @@ int A2_ind_HWE(Window& w, const StudyData& study, double* est, double* se, doubl
 
 int A2_fit(Window& w, const StudyData& study, const int* hapmap, const double* freq, A2Fit& fit) {
   A2State st(w, study, hapmap);
-  if (!st.coded) return 0;
+  if (!st.coded) return newton_fails(fit, Check::kDesignRagged);
   const int q = st.q, KK = st.KK, P = st.P;
   std::vector<double> theta(at(P), 0.0);
   for (int k = 1; k < KK; k++) theta[at(q + k - 1)] = std::log(freq[w.hap_freq[at(k)]] / freq[w.hap_freq[0]]);

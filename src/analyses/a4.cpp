@@ -134,7 +134,7 @@ int A4(Window& w, const StudyData& study, double* est, double* se, double* logli
   A4Fit fit;
   int ok = A4_fit(w, study, hapmap, freq, fit);
   *iter = fit.iter;
-  if (!ok) return 0;
+  if (!ok) return fail(w, "A4", fit.fail);
   *loglik = -fit.f;
   orig_freq(w, est, se, fit.theta.data(), fit.Hinv, static_cast<int>(fit.theta.size()));
   return 1;
@@ -218,7 +218,7 @@ double A4State::derivatives(const double* theta, double* g, Mat<double>& H) {
 int A4_fit(Window& w, const StudyData& study, const int* hapmap, const double* freq, A4Fit& fit) {
   A4State st(w, study, hapmap);
   const int q = st.q, KK = st.KK, P = st.P;
-  if (P < 1) return 0;
+  if (P < 1) return newton_fails(fit, Check::kNoCoefficient);
   std::vector<double> theta(static_cast<std::size_t>(P), 0.0);
   for (int k = 1; k < KK; k++) theta[q + k - 1] = std::log(freq[w.hap_freq[k]] / freq[w.hap_freq[0]]);
   return damped_newton(

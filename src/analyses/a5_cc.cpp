@@ -248,7 +248,7 @@ int A5_v_CC(CCModel& m, double* theta, double* loglik, int* iter) {
       },
       [&] { return obs_loglike_CC(m); }, f);
   *iter = count < 0 ? kMaxOuterIterations : count;
-  if (count < 0) return 0;
+  if (count < 0) return fail(m.w, "A5_CC", Check::kFitCap);
   *loglik = -f;
   return 1;
 }
@@ -337,15 +337,15 @@ void A5_info_CC(CCModel& m, const double* theta, Mat<double>& I) {
 
 int A5_std_CC(CCModel& m, const double* theta, Mat<double>& V) {
   A5_info_CC(m, theta, V);
-  if (explosion_E(V, m.n)) return 0;
+  if (explosion_E(V, m.n)) return fail(m.w, "A5_CC", Check::kExplosionBefore);
   invv(V, m.n);
-  if (inproper_std(V, m.n)) return 0;
+  if (inproper_std(V, m.n)) return fail(m.w, "A5_CC", Check::kImproperStd);
   return 1;
 }
 
 int A5_CC(Window& w, const StudyData& study, double* est, double* se, double* loglik, int* iter, const int* hapmap,
           const double* freq, int G) {
-  if (G <= 0) return 0;
+  if (G <= 0) return fail(w, "A5_CC", Check::kNoDependence);
   CCModel m(w, study, hapmap);
   std::vector<double> theta;
   Mat<double> V;

@@ -221,10 +221,10 @@ int information(CsState& st, double* theta, Mat<double>& I, Perturbed perturbed)
 }
 
 // Checks the information and inverts it in place; 1 when the inverse is a usable covariance.
-int usable_covariance(Mat<double>& I, int n) {
-  if (explosion_E(I, n)) return 0;
+int usable_covariance(Window& w, const char* stage, Mat<double>& I, int n) {
+  if (explosion_E(I, n)) return fail(w, stage, Check::kExplosionBefore);
   invv(I, n);
-  return inproper_std(I, n) ? 0 : 1;
+  return inproper_std(I, n) ? fail(w, stage, Check::kImproperStd) : 1;
 }
 
 // Estimates and standard errors; a continuous trait reports the error variance
@@ -463,7 +463,7 @@ int A7_v_CS(CsState& st, double* theta, double* loglik, int* iter) {
         dfpmin_CS(theta, st.P, fret, its, cb);
       },
       [&] { return obs_loglike_CS(st); }, L);
-  if (count < 0) return 0;
+  if (count < 0) return fail(st.w, st.stage, Check::kFitCap);
   *loglik = L;
   *iter = count;
   return 1;
@@ -481,7 +481,7 @@ int A7_pl_CS_qnr(CsState& st, const double* theta, double* L) {
   double value = 1.0, remembered = kCsProfileFirstRemembered;
   int passes = 0;
   while (std::fabs((value - remembered) / remembered) >= kCsTolerance) {
-    if (passes >= kCsMaxProfilePasses) return 0;
+    if (passes >= kCsMaxProfilePasses) return fail(st.w, st.stage, Check::kProfileCap);
     remembered = value;
     link_eval_CS_pl(st);
     if (st.ngamma > 0) {
@@ -498,9 +498,12 @@ int A7_pl_CS_qnr(CsState& st, const double* theta, double* L) {
 
 int A7_CS_pl(Window& w, const StudyData& study, double* est, double* se, double* loglik, int* iter,
              const int* hapmap, const double* freq, int ndep) {
-  if (ndep <= 0 || w.KK < 1 || w.list.subjects.empty()) return 0;
+  if (ndep <= 0) return fail(w, "A7_CS_pl", Check::kNoDependence);
+  if (w.KK < 1) return fail(w, "A7_CS_pl", Check::kNothingRetained);
+  if (w.list.subjects.empty()) return fail(w, "A7_CS_pl", Check::kNobodyLeft);
   CsState st(w, study, hapmap, w.anal == 0, w.J > 1 ? w.J - 1 : 0);
-  if (!st.consistent) return 0;
+  st.stage = "A7_CS_pl";
+  if (!st.consistent) return fail(w, st.stage, Check::kDesignRagged);
   std::vector<double> theta;
   Mat<double> I;
   auto profile = [&st](const double* t) {
@@ -516,7 +519,7 @@ int A7_CS_pl(Window& w, const StudyData& study, double* est, double* se, double*
     if (!A7_v_CS(st, theta.data(), loglik, iter)) return -1;
     I = dmatrix(1, st.Pinfo, 1, st.Pinfo);
     if (!information(st, theta.data(), I, profile)) return -1;
-    return usable_covariance(I, st.Pinfo);
+    return usable_covariance(w, st.stage, I, st.Pinfo);
   });
   if (!ok) return 0;
   report(st, est, se, theta.data(), I);
@@ -525,9 +528,11 @@ int A7_CS_pl(Window& w, const StudyData& study, double* est, double* se, double*
 
 int A7_ind_HWE(Window& w, const StudyData& study, double* est, double* se, double* loglik, int* iter,
                const int* hapmap, const double* freq) {
-  if (w.KK < 1 || w.list.subjects.empty()) return 0;
+  if (w.KK < 1) return fail(w, "A7_ind_HWE", Check::kNothingRetained);
+  if (w.list.subjects.empty()) return fail(w, "A7_ind_HWE", Check::kNobodyLeft);
   CsState st(w, study, hapmap, false, 0);
-  if (!st.consistent) return 0;
+  st.stage = "A7_ind_HWE";
+  if (!st.consistent) return fail(w, st.stage, Check::kDesignRagged);
   w.qq = 0;
   std::vector<double> theta(at(st.P), 0.0);
   cs_start(st, freq, theta.data());
@@ -539,7 +544,7 @@ int A7_ind_HWE(Window& w, const StudyData& study, double* est, double* se, doubl
     return 1;
   };
   if (!information(st, theta.data(), I, perturbed)) return 0;
-  if (!usable_covariance(I, st.Pinfo)) return 0;
+  if (!usable_covariance(w, st.stage, I, st.Pinfo)) return 0;
   report(st, est, se, theta.data(), I);
   return 1;
 }

@@ -52,6 +52,7 @@ struct CsState {
   int Pinfo = 0;     // beta, alpha, eta: the parameters of the information
   int off_eta = 0, off_gamma = 0;
   int nsub = 0;
+  const char* stage = "";  // the analysis, named in failure reasons
 
   // Per subject (list order) and per pair (list order), fixed for the window.
   std::vector<double> y;

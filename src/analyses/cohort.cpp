@@ -431,7 +431,7 @@ int A6_v_CO(Window& w, CohortWork& cw, double* theta, double* loglik, int* iter)
         back_eval_CO(w, cw);
       },
       [&] { return obs_loglike_CO(w, cw); }, L);
-  if (count < 0) return 0;
+  if (count < 0) return fail(w, cw.stage, Check::kFitCap);
   *loglik = L;
   *iter = count;
   return 1;
@@ -446,7 +446,7 @@ int A6_pl_CO(Window& w, CohortWork& cw, const double* theta, double& l) {
   back_eval_CO(w, cw);
   int count = 0;
   while (length(cw.delta_lambda.data(), T) >= kCohortProfileTolerance) {
-    if (count == kCohortMaxProfileIterations) return 0;
+    if (count == kCohortMaxProfileIterations) return fail(w, cw.stage, Check::kProfileCap);
     link_eval_CO(w, cw);
     ford_eval_CO(w, cw);
     lam_eval_CO(w, cw);
@@ -508,14 +508,14 @@ namespace {
 int fit_and_invert(Window& w, CohortWork& cw, const double* freq, std::vector<double>& theta, Mat<double>& I,
                    double* loglik, int* iter) {
   const int P = cw.P;
-  if (P < 1) return 0;
+  if (P < 1) return fail(w, cw.stage, Check::kNoCoefficient);
   theta.assign(at(P), 0.0);
   start_values(w, cw, freq, theta.data());
   if (!A6_v_CO(w, cw, theta.data(), loglik, iter)) return -1;
   if (!A6_information_CO(w, cw, theta.data(), I)) return -1;
-  if (explosion_E(I, P)) return 0;
+  if (explosion_E(I, P)) return fail(w, cw.stage, Check::kExplosionBefore);
   invv(I, P);
-  if (inproper_std(I, P)) return 0;
+  if (inproper_std(I, P)) return fail(w, cw.stage, Check::kImproperStd);
   return 1;
 }
 
@@ -525,11 +525,12 @@ int A6_CO(Window& w, const StudyData& study, double* est, double* se, double* lo
           const double* freq, int ndep) {
   if (ndep <= 0) {
     freeFlist(w);
-    return 0;
+    return fail(w, "A6_CO", Check::kNoDependence);
   }
   makeFlist(w, study.TIME.data(), study.EVENT.data());
   CohortWork cw;
   prepare_cohort(w, study, hapmap, true, cw);
+  cw.stage = "A6_CO";
   std::vector<double> theta;
   Mat<double> I;
   const int ok = fewer_dependence_haplotypes(ndep, w.pD, [&](int nd) {
@@ -546,6 +547,7 @@ int A6_ind_HWE(Window& w, const StudyData& study, double* est, double* se, doubl
   makeFlist(w, study.TIME.data(), study.EVENT.data());
   CohortWork cw;
   prepare_cohort(w, study, hapmap, false, cw);
+  cw.stage = "A6_ind_HWE";
   std::vector<double> theta;
   Mat<double> I;
   const int ok = fit_and_invert(w, cw, freq, theta, I, loglik, iter);

@@ -41,6 +41,7 @@ struct CohortWork {
   bool dependence = false;  // pattern weights W_j(a,b) / SumW(a,b) in the model
   int q = 0, KK = 0, J = 0, qq = 0, P = 0, T = 0;
   int n_new = 0;
+  const char* stage = "";  // the analysis, named in failure reasons
 
   // Subjects in table order: chain of record 0, then record 1, ..., record T.
   // Chain t is walk[start[t] .. start[t+1]-1]; walk holds list positions.

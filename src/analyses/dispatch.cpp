@@ -51,7 +51,7 @@ int prepare_window(Window& w, const Mat<int>& geno, const Mat<int>& geno_ex, con
     A1(w, freq.data(), 0, 1, 1, 1, study.STATUS.data());
   }
   for (double f : freq)
-    if (std::isnan(f)) return 0;
+    if (std::isnan(f)) return fail(w, "A51_A61_A71", Check::kFrequencyNan);
 
   w.KK = 0;
   int G = -1;
@@ -61,7 +61,7 @@ int prepare_window(Window& w, const Mat<int>& geno, const Mat<int>& geno_ex, con
       if (freq[static_cast<std::size_t>(code)] >= kDependenceCount / study.n) G++;
     }
   }
-  if (w.KK == 0) return 0;
+  if (w.KK == 0) return fail(w, "A51_A61_A71", Check::kNothingRetained);
   // Selection with swaps, most frequent first; a later haplotype takes the place
   // only when strictly more frequent.
   for (int i = 0; i < w.KK; i++) {
@@ -77,10 +77,10 @@ int prepare_window(Window& w, const Mat<int>& geno, const Mat<int>& geno_ex, con
 
   reduce_list(w.list, kRetainFrequency, freq.data());
   if (w.ext == 1) reduce_list_ex(w.list_ex, kRetainFrequency, freq.data());
-  if (w.list.subjects.empty()) return 0;
+  if (w.list.subjects.empty()) return fail(w, "A51_A61_A71", Check::kNobodyLeft);
 
   readinXV(w, model, study, study.cov.data());
-  if (w.design == kCaseControl && (w.n1 == 0 || w.n0 == 0)) return 0;
+  if (w.design == kCaseControl && (w.n1 == 0 || w.n0 == 0)) return fail(w, "A51_A61_A71", Check::kNoCaseOrControl);
   w.q = count_q(w, study);
   w.qq = 0;
   prep.G = G;

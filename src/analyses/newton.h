@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/arrays.h"
+#include "core/failreason.h"
 #include "core/freq.h"
 #include "core/linalg.h"
 
@@ -20,7 +21,13 @@ struct NewtonFit {
   Mat<double> Hinv;           // inverse of the observed information at the last Newton step
   double f = 0.0;             // objective at the last Newton step
   int iter = 0;               // Newton steps taken
+  Check fail = Check::kNone;  // the check that failed the fit
 };
+
+inline int newton_fails(NewtonFit& fit, Check check) {
+  fit.fail = check;
+  return 0;
+}
 
 // Fits from theta (P entries). derivatives(theta, g, H) returns the objective at
 // theta and fills its gradient g (0-based) and Hessian H (1-based, both
@@ -40,9 +47,9 @@ int damped_newton(std::vector<double> theta, int KK, Derivatives&& derivatives, 
   double f = 0.0;
   while (length(delta.data(), P) > kNewtonStepTolerance && count <= kMaxNewtonSteps - 1) {
     f = derivatives(theta.data(), g.data(), H);
-    if (explosion_E(H, P)) return 0;
+    if (explosion_E(H, P)) return newton_fails(fit, Check::kExplosionBefore);
     invv(H, P);
-    if (explosion_E(H, P)) return 0;
+    if (explosion_E(H, P)) return newton_fails(fit, Check::kExplosionAfter);
     for (int i = 0; i < P; i++) {
       double d = 0.0;
       for (int j = 0; j < P; j++) d -= H[i + 1][j + 1] * g[j];
@@ -64,13 +71,14 @@ int damped_newton(std::vector<double> theta, int KK, Derivatives&& derivatives, 
       }
       f_trial = objective(trial.data());
     } while (no_decrease(f, f_trial) && length(delta.data(), P) > kNewtonStepTolerance);
-    if (no_decrease(f, f_trial) && length(delta.data(), first) <= kNewtonStepTolerance) return 0;
+    if (no_decrease(f, f_trial) && length(delta.data(), first) <= kNewtonStepTolerance)
+      return newton_fails(fit, Check::kNoDecrease);
     theta = trial;
   }
-  if (count == kMaxNewtonSteps) return 0;
+  if (count == kMaxNewtonSteps) return newton_fails(fit, Check::kFitCap);
   fit.f = f;
   fit.theta = theta;
-  if (inproper_std(H, P)) return 0;
+  if (inproper_std(H, P)) return newton_fails(fit, Check::kImproperStd);
   fit.Hinv = std::move(H);
   return 1;
 }

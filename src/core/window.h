@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/arrays.h"
+#include "core/failreason.h"
 #include "core/haplist.h"
 #include "model/model.h"
 
@@ -56,4 +57,13 @@ struct Window {
   // Failure-time table of a cohort window: records 0..T+1.
   std::vector<FailRecord> Fp;
   int T = 0;
+
+  // Why the last analysis of this window failed; reset before each analysis.
+  FailReason fail;
 };
+
+// Records why the window's analysis failed; returns 0, the failure verdict.
+inline int fail(Window& w, const char* stage, Check check) {
+  w.fail = FailReason{stage, check};
+  return 0;
+}

@@ -32,10 +32,10 @@ void newton_step(const Mat<double>& V, const std::vector<double>& U, std::vector
 }
 
 // Checks the information, inverts it in place and checks the inverse; 0 when either is unusable.
-int invert_checked(Mat<double>& I, int q) {
-  if (explosion_E(I, q)) return 0;
+int invert_checked(Window& w, const char* stage, Mat<double>& I, int q) {
+  if (explosion_E(I, q)) return fail(w, stage, Check::kExplosionBefore);
   invv(I, q);
-  if (explosion_E(I, q)) return 0;
+  if (explosion_E(I, q)) return fail(w, stage, Check::kExplosionAfter);
   return 1;
 }
 
@@ -57,17 +57,17 @@ int single_snp_q(const Window& w) {
 
 }  // namespace
 
-int LG(const Window& w, std::vector<double>& est, std::vector<double>& se, const int* status) {
+int LG(Window& w, std::vector<double>& est, std::vector<double>& se, const int* status) {
   const int q = w.q;
   est.assign(at(q), 0.0);
   se.assign(at(q), 0.0);
-  if (q <= 0) return 0;
+  if (q <= 0) return fail(w, "LG", Check::kNoCoefficient);
   std::vector<double> beta(at(q), 0.0), step(at(q), 0.0), U(at(q)), z(at(q));
   Mat<double> I = dmatrix(1, q, 1, q);
   step[0] = 1.0;
   int iterations = 0;
   while (length(step.data(), q) > kNewtonTolerance) {
-    if (iterations == kLogisticMaxIterations) return 0;
+    if (iterations == kLogisticMaxIterations) return fail(w, "LG", Check::kFitCap);
     iterations++;
     U.assign(at(q), 0.0);
     I.fill(0.0);
@@ -85,10 +85,10 @@ int LG(const Window& w, std::vector<double>& est, std::vector<double>& se, const
     }
     for (int a = 1; a <= q; a++)
       for (int b = 1; b < a; b++) I[a][b] = I[b][a];
-    if (!invert_checked(I, q)) return 0;
+    if (!invert_checked(w, "LG", I, q)) return 0;
     newton_step(I, U, step, beta, q);
   }
-  if (inproper_std(I, q)) return 0;
+  if (inproper_std(I, q)) return fail(w, "LG", Check::kImproperStd);
   for (int a = 0; a < q; a++) {
     est[at(a)] = beta[at(a)];
     se[at(a)] = std::sqrt(I[a + 1][a + 1]);
@@ -100,7 +100,7 @@ int PH(Window& w, std::vector<double>& est, std::vector<double>& se, const doubl
   const int q = w.q;
   est.assign(at(q), 0.0);
   se.assign(at(q), 0.0);
-  if (q <= 0) return 0;
+  if (q <= 0) return fail(w, "PH", Check::kNoCoefficient);
   makeFlist(w, time, event);
   std::vector<double> beta(at(q), 0.0), step(at(q), 0.0), U(at(q)), S1(at(q)), z(at(q));
   Mat<double> I = dmatrix(1, q, 1, q);
@@ -136,11 +136,11 @@ int PH(Window& w, std::vector<double>& est, std::vector<double>& se, const doubl
       for (int a = 0; a < q; a++)
         for (int b = 0; b < q; b++) I[a + 1][b + 1] += d * (S2[a][b] / S0 - S1[at(a)] * S1[at(b)] / (S0 * S0));
     }
-    if (!invert_checked(I, q)) return 0;
+    if (!invert_checked(w, "PH", I, q)) return 0;
     newton_step(I, U, step, beta, q);
   }
-  if (inproper_std(I, q)) return 0;
-  if (iterations >= kCoxMaxIterations) return 0;
+  if (inproper_std(I, q)) return fail(w, "PH", Check::kImproperStd);
+  if (iterations >= kCoxMaxIterations) return fail(w, "PH", Check::kFitCap);
   for (int a = 0; a < q; a++) {
     est[at(a)] = beta[at(a)];
     se[at(a)] = std::sqrt(I[a + 1][a + 1]);
@@ -148,11 +148,12 @@ int PH(Window& w, std::vector<double>& est, std::vector<double>& se, const doubl
   return 1;
 }
 
-int LS(const Window& w, std::vector<double>& est, std::vector<double>& se, const double* trait) {
+int LS(Window& w, std::vector<double>& est, std::vector<double>& se, const double* trait) {
   const int q = w.q, n = w.n_new;
   est.assign(at(q), 0.0);
   se.assign(at(q), 0.0);
-  if (q <= 0 || n <= 0) return 0;
+  if (q <= 0) return fail(w, "LS", Check::kNoCoefficient);
+  if (n <= 0) return fail(w, "LS", Check::kNobodyTyped);
   // One design row per subject, under its compact number.
   Mat<double> Z = dmatrix(0, n - 1, 0, q - 1);
   for (const SubjectNode& s : w.list.subjects)
@@ -167,9 +168,9 @@ int LS(const Window& w, std::vector<double>& est, std::vector<double>& se, const
       c[at(a)] += Z[i][a] * trait[i];
       for (int b = 0; b < q; b++) A[a + 1][b + 1] += Z[i][a] * Z[i][b];
     }
-  if (explosion_E(A, q)) return 0;
+  if (explosion_E(A, q)) return fail(w, "LS", Check::kExplosionBefore);
   invv(A, q);
-  if (inproper_std(A, q)) return 0;
+  if (inproper_std(A, q)) return fail(w, "LS", Check::kImproperStd);
   for (int a = 0; a < q; a++) {
     double s = 0.0;
     for (int b = 0; b < q; b++) s += A[a + 1][b + 1] * c[at(b)];
@@ -193,6 +194,7 @@ int stan_single(std::vector<double>& est, std::vector<double>& se, const StudyDa
                 Window& w, bool raw_trait) {
   const int n = study.n, p = model.p;
   const std::uint8_t* g = study.genotypes(snp);
+  w.fail = FailReason{};
   const std::vector<double>& y = raw_trait ? study.TRAIT_raw : study.TRAIT;
 
   // The subjects typed at this SNP, compacted: genotype, covariates, outcome.
@@ -240,6 +242,7 @@ int stan_single(std::vector<double>& est, std::vector<double>& se, const StudyDa
   } else {
     est.assign(at(w.q), 0.0);
     se.assign(at(w.q), 0.0);
+    fail(w, "stan_single", Check::kNobodyTyped);
   }
 
   w.list.clear();

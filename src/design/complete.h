@@ -35,7 +35,7 @@ int stan_single(std::vector<double>& est, std::vector<double>& se, const StudyDa
 // Logistic regression by Newton-Raphson from 0; standard errors from the inverse
 // information at the coefficients before the last step. Also fails after
 // kLogisticMaxIterations steps without convergence.
-int LG(const Window& w, std::vector<double>& est, std::vector<double>& se, const int* status);
+int LG(Window& w, std::vector<double>& est, std::vector<double>& se, const int* status);
 
 // Cox regression by Newton-Raphson with Breslow's treatment of tied failure
 // times; groups the subjects into w.Fp with makeFlist. Fails unless the step
@@ -43,4 +43,4 @@ int LG(const Window& w, std::vector<double>& est, std::vector<double>& se, const
 int PH(Window& w, std::vector<double>& est, std::vector<double>& se, const double* time, const int* event);
 
 // Ordinary least squares; residual variance over n_new - q degrees of freedom.
-int LS(const Window& w, std::vector<double>& est, std::vector<double>& se, const double* trait);
+int LS(Window& w, std::vector<double>& est, std::vector<double>& se, const double* trait);

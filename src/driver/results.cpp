@@ -56,9 +56,16 @@ double two_sided_p(double z) {
   return gammq(0.5, x);
 }
 
+Check untestable(double b, double s) {
+  if (!std::isfinite(b)) return Check::kEstimateNotFinite;
+  if (!(std::isfinite(s) && s > 0.0)) return Check::kStdErrNotPositive;
+  if (!std::isfinite(b / s)) return Check::kZNotFinite;
+  return Check::kNone;
+}
+
 std::string result_line(const SnpLine& snp, bool ok, double b, double s) {
   // A standard error that is not a positive finite number leaves nothing to test.
-  if (ok && !(std::isfinite(b) && std::isfinite(s) && s > 0.0 && std::isfinite(b / s))) ok = false;
+  if (ok && untestable(b, s) != Check::kNone) ok = false;
   char lead[160];
   if (snp.typed)
     std::snprintf(lead, sizeof lead, "%4.2lf  %-15s  %9d  %c/%c     -    %6.4lf", snp.typed_share, snp.id, snp.pos,

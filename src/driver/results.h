@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "core/failreason.h"
 #include "model/model.h"
 
 struct ResultHeader {
@@ -42,6 +43,7 @@ class ResultFiles {
   void write_header(const ResultHeader& h);
   // One line per file: analysed when ok, with file f's estimate est[index[f]].
   void write_snp(const SnpLine& snp, bool ok, const double* est, const double* se, const std::vector<int>& index);
+  const std::vector<std::string>& names() const { return names_; }
   // Closes every file; "" or the error line when a write failed.
   std::string close();
 
@@ -52,6 +54,10 @@ class ResultFiles {
 
 // The two-sided normal p-value of z.
 double two_sided_p(double z);
+
+// Why an estimate b with standard error s leaves nothing to test (its line gets
+// dashes), or Check::kNone when it can be tested.
+Check untestable(double b, double s);
 
 // The text of one result line (with its newline).
 std::string result_line(const SnpLine& snp, bool ok, double b, double s);

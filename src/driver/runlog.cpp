@@ -44,6 +44,7 @@ const OptionRow kOptions[kOptionCount] = {
     {"-threads", Kind::kThreads, "analysis run by %d threads\n", nullptr, &RunSettings::threads},
     {"-from", Kind::kPosition, "SNPs analysed from position %lld bp\n", nullptr, nullptr, &RunSettings::from},
     {"-to", Kind::kPosition, "SNPs analysed up to position %lld bp\n", nullptr, nullptr, &RunSettings::to},
+    {"-diag", Kind::kText, "diagnostics of every analysis written to '%s'\n", &RunSettings::diag, nullptr},
 };
 
 inline constexpr long long kMaxThreads = 1024;

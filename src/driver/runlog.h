@@ -8,7 +8,7 @@
 
 #include "model/settings.h"
 
-inline constexpr int kOptionCount = 18;
+inline constexpr int kOptionCount = 19;
 
 // Which settings were given on the command line (options-table order).
 using OptionsGiven = std::array<bool, kOptionCount>;

@@ -11,6 +11,17 @@
 #include "driver/results.h"
 #include "driver/workers.h"
 
+namespace {
+
+// The terms of the result files prefix_term.out.
+std::vector<std::string> result_terms(const std::vector<std::string>& names, const std::string& prefix) {
+  std::vector<std::string> terms;
+  for (const std::string& name : names) terms.push_back(name.substr(prefix.size() + 1, name.size() - prefix.size() - 5));
+  return terms;
+}
+
+}  // namespace
+
 int worker_count(const RunSettings& rs) { return rs.threads > 0 ? rs.threads : available_cores(); }
 
 std::string run_snps(const RunData& d, const RunSettings& rs, PathStats* stats) {
@@ -34,6 +45,10 @@ std::string run_snps(const RunData& d, const RunSettings& rs, PathStats* stats) 
   header.mode = model.mode;
   files.write_header(header);
 
+  DiagFile diag;
+  if (!rs.diag.empty())
+    if (std::string e = diag.open(rs.diag, result_terms(out.names, rs.ofile)); !e.empty()) return e;
+
   const auto started = std::chrono::steady_clock::now();
   SnpPlan plan = plan_snps(d, rs);
   if (stats && stats->only_path >= 0) {
@@ -47,7 +62,7 @@ std::string run_snps(const RunData& d, const RunSettings& rs, PathStats* stats) 
   WriteEnd end;
   {
     WorkerPool pool(plan, in, threads);
-    end = write_results(plan, pool, d, files, progress, stats);
+    end = write_results(plan, pool, d, files, progress, stats, diag.is_open() ? &diag : nullptr);
   }  // the workers have ended here
   progress.finish();
   if (stats) {
@@ -55,7 +70,7 @@ std::string run_snps(const RunData& d, const RunSettings& rs, PathStats* stats) 
     stats->threads = threads;
   }
   std::string closed = files.close();
-  if (!end.error) return closed;
+  if (!end.error) return closed.empty() ? diag.finish() : closed;
   try {
     std::rethrow_exception(end.error);
   } catch (const std::bad_alloc&) {

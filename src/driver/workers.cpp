@@ -32,7 +32,11 @@ bool analyse_window(int e, int path, const AnalysisInputs& in, WorkerScratch& sc
   const TagContext ctx{in.settings, d.model, study, panel, map};
   getMD_max(sc.best, e, typed, ctx, sc.ws);
   r.md = sc.best.md;
-  if (sc.best.md < kNoInformation) return false;
+  r.tags.assign(sc.best.set.begin() + (sc.best.set.empty() ? 0 : 1), sc.best.set.end());
+  if (sc.best.md < kNoInformation) {
+    r.fail = FailReason{"getMD_max", Check::kNoInformation};
+    return false;
+  }
 
   if (sc.geno.rows() != study.n || sc.geno.cols() != M) sc.geno = imatrix(0, study.n - 1, 0, M - 1);
   for (int j = 0; j < M; j++) {
@@ -60,10 +64,16 @@ bool analyse_window(int e, int path, const AnalysisInputs& in, WorkerScratch& sc
   w.hap = 0;
   w.ext = ext;
   w.anal = -1;  // set when the window's design is built
-  double loglik = 0.0;
-  int iter = 0;
+  w.fail = FailReason{};
+  double loglik = std::nan("");  // stays so unless the analysis gets to fit
+  int iter = -1;
   const bool ok = A51_A61_A71(sc.est, sc.se, &loglik, &iter, w, sc.geno, sc.geno_ex, d.model, study) == 1;
   r.built_design = w.anal >= 0;
+  r.fail = w.fail;
+  r.anal = w.anal;
+  r.kk = w.fail.check == Check::kFrequencyNan ? -1 : w.KK;
+  r.iter = iter;
+  r.loglik = loglik;
   return ok;
 }
 
@@ -77,9 +87,11 @@ void analyse_snp(const SnpJob& job, const AnalysisInputs& in, WorkerScratch& sc,
       r.built_design = true;
       if (job.both_traits) {
         r.ok_raw = stan_single(sc.est, sc.se, in.data.study, snp, in.data.model, sc.single, true) == 1;
+        r.fail_raw = sc.single.fail;
         if (r.ok_raw) keep(sc.est, sc.se, in.index, r.b_raw, r.s_raw);
       }
       r.ok = stan_single(sc.est, sc.se, in.data.study, snp, in.data.model, sc.single) == 1;
+      r.fail = sc.single.fail;
     } else {
       r.ok = analyse_window(job.e, job.path, in, sc, r);
     }

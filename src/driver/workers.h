@@ -3,6 +3,7 @@
 // data is only read. Results are kept per SNP until the writer takes them.
 #pragma once
 
+#include <cmath>
 #include <condition_variable>
 #include <exception>
 #include <mutex>
@@ -25,6 +26,13 @@ struct SnpResult {
   bool ok_raw = false;             // both_traits jobs: the fit on the trait as read
   std::vector<double> b_raw, s_raw;
   bool built_design = false;       // the analysis got as far as building its design
+  // For the diagnostics file: why the fit (and the fit on the trait as read) failed,
+  // the window's tags (map indexes), design class, retained haplotypes, iterations
+  // and log-likelihood; -1 and NaN where the analysis did not get that far.
+  FailReason fail, fail_raw;
+  std::vector<int> tags;
+  int anal = -1, kk = -1, iter = -1;
+  double loglik = std::nan("");
   std::exception_ptr error;        // thrown by the analysis (numerical fatal error, memory)
   double seconds = 0.0;
 };

@@ -3,6 +3,8 @@
 #include <numeric>
 #include <utility>
 
+#include "driver/fatal.h"
+
 SnpLine snp_line(const RunData& d, const SnpJob& job, double md) {
   const MapEntry& me = d.map[job.e];
   SnpLine line;
@@ -30,8 +32,17 @@ SnpLine snp_line(const RunData& d, const SnpJob& job, double md) {
   return line;
 }
 
+std::string diag_reason(const std::vector<std::string>& terms, bool ok, const FailReason& fail,
+                        const std::vector<double>& b, const std::vector<double>& s) {
+  if (!ok) return reason_text(fail);
+  for (std::size_t f = 0; f < b.size() && f < terms.size(); f++)
+    if (Check c = untestable(b[f], s[f]); c != Check::kNone)
+      return format("result line of term '%s': %s", terms[f].c_str(), check_text(c));
+  return "";
+}
+
 WriteEnd write_results(const SnpPlan& plan, WorkerPool& pool, const RunData& data, ResultFiles& files,
-                       Progress& progress, PathStats* stats) {
+                       Progress& progress, PathStats* stats, DiagFile* diag) {
   std::vector<int> identity;
   bool design_seen = false;  // some SNP before this one built its design
   int written = 0;
@@ -55,6 +66,7 @@ WriteEnd write_results(const SnpPlan& plan, WorkerPool& pool, const RunData& dat
       std::iota(identity.begin(), identity.end(), 0);
     }
     files.write_snp(snp_line(data, job, r.md), ok, b.data(), s.data(), identity);
+    if (diag) diag->write_row(data, job, r, diag_reason(diag->terms(), ok, raw ? r.fail_raw : r.fail, b, s));
     progress.update(++written);
     if (stats) {
       stats->count[job.path]++;

@@ -4,6 +4,7 @@
 
 #include <exception>
 
+#include "driver/diag.h"
 #include "driver/plan.h"
 #include "driver/progress.h"
 #include "driver/results.h"
@@ -29,8 +30,14 @@ struct WriteEnd {
 // The line of job j's SNP, without the estimates.
 SnpLine snp_line(const RunData& data, const SnpJob& job, double md);
 
-// Writes the lines of the plan in order. Stops at the first SNP whose analysis
-// threw also when analysed alone, writing nothing for it; every line before it
-// is written.
+// The reason column of a written SNP: its analysis's failure, or a result line
+// of dashes although the analysis succeeded (terms: the result files' terms), or
+// "" when every line has numbers.
+std::string diag_reason(const std::vector<std::string>& terms, bool ok, const FailReason& fail, const std::vector<double>& b,
+                        const std::vector<double>& s);
+
+// Writes the lines of the plan in order, and with diag the diagnostics rows. Stops
+// at the first SNP whose analysis threw also when analysed alone, writing nothing
+// for it; every line before it is written.
 WriteEnd write_results(const SnpPlan& plan, WorkerPool& pool, const RunData& data, ResultFiles& files,
-                       Progress& progress, PathStats* stats);
+                       Progress& progress, PathStats* stats, DiagFile* diag = nullptr);

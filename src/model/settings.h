@@ -29,6 +29,7 @@ struct RunSettings {
   int threads = 0;                   // workers analysing SNPs side by side; 0: the cores the process may use
   long long from = kNoLowerBound;    // first base-pair position analysed (inclusive)
   long long to = kNoUpperBound;      // last base-pair position analysed (inclusive)
+  std::string diag;                  // diagnostics file: one row per analysed SNP; "" for none
 };
 
 // Tag counts the haplotype analyses can carry (window of tags+1 SNPs, 2^(tags+1) haplotypes).

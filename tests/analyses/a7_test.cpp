@@ -158,6 +158,8 @@ TEST(CrossSectionalAnalysis, NoDependenceHaplotypeOrSinglePattern) {
     const sim::Result r = sim::run(A7_CS_pl, s, ndep);
     EXPECT_EQ(r.ok + r.iter, -7);
     EXPECT_EQ(r.est[0], -7.0);
+    EXPECT_EQ(s.w.fail.check, Check::kNoDependence);
+    EXPECT_STREQ(s.w.fail.stage, "A7_CS_pl");
   }
   // A DEPENDENT covariate with one level: one pattern, no gamma and no design
   // column, so the fit is the one without dependence.

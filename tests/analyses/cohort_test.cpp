@@ -147,6 +147,8 @@ TEST(CohortAnalysis, NoDependenceHaplotypeFitsNothing) {
     s.prepare();
     const sim::Result r = sim::run(A6_CO, s, ndep);
     EXPECT_EQ(r.ok, 0) << "ndep " << ndep;
+    EXPECT_EQ(s.w.fail.check, Check::kNoDependence);
+    EXPECT_STREQ(s.w.fail.stage, "A6_CO");
     EXPECT_EQ(r.iter, -7);
     EXPECT_EQ(r.est[0], -7.0);
   }
