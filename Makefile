@@ -3,7 +3,7 @@
 BUILD ?= build
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all build test run bench asan clean
+.PHONY: all build test run bench asan fuzz clean
 
 all: build
 
@@ -26,5 +26,12 @@ asan:
 	@cmake --build build-asan -j $(JOBS)
 	cd build-asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --output-on-failure -j $(JOBS)
 
+# Every reader under libFuzzer with the sanitizers, FUZZ_SECONDS (default 60) each.
+fuzz:
+	@CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKESTROVA_FUZZ=ON \
+	  -DKESTROVA_TESTS=OFF >/dev/null
+	@cmake --build build-fuzz -j $(JOBS) --target fuzz_specfile fuzz_phenotype fuzz_genotype fuzz_panel fuzz_haplotype
+	bash fuzz/run.sh build-fuzz
+
 clean:
-	rm -rf $(BUILD) build-asan
+	rm -rf $(BUILD) build-asan build-fuzz
