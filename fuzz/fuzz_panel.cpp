@@ -1,26 +1,34 @@
-// The external panel reader. The input's first byte chooses the mode of inheritance,
-// the next three the PANEL counts of trios, duos and singletons (0 to 7 each); the
-// rest is the panel file.
+// The external panel reader. The input's first line is what follows "PANEL =" in
+// the specification file (the counts of trios, duos and singletons, read by the
+// specification reader); its length chooses the mode of inheritance. The rest is
+// the panel file.
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "driver/panel_input.h"
+#include "driver/specfile.h"
 #include "input_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size < 4) return 0;
+  const std::string text(reinterpret_cast<const char*>(data), size);
+  const std::size_t nl = text.find('\n');
+  if (nl == std::string::npos) return 0;
+  static const char* const kModes[4] = {"additive", "recessive", "dominant", "codominant"};
+  const std::string spec = "DESIGN = case-control\nPANEL = " + text.substr(0, nl) + "\nMODE = " + kModes[nl % 4] +
+                           "\nEFFECT = G\nOUTPUT = G\n";
+  InputFile pfile(std::string("STATUS\n")), sfile(spec), efile(text.substr(nl + 1));
   Model model;
-  model.mode = data[0] % 4 + 1;
-  model.nTR = data[1] % 8;
-  model.nDU = data[2] % 8;
-  model.nUN = data[3] % 8;
-  InputFile efile(data + 4, size - 4);
+  std::vector<std::string> warnings;
+  if (!read_header(model, pfile.name(), sfile.name(), 1, warnings).empty()) return 0;
+
   PanelData panel;
   const std::string verdict = read_panel(efile.name(), model, panel);
   check_verdict(verdict);
   if (!verdict.empty()) return 0;
   const std::size_t nsnp = static_cast<std::size_t>(panel.nsnp);
-  if (panel.ncol != 3 * model.nTR + 2 * model.nDU + model.nUN || panel.id.size() != nsnp ||
+  if (model.nTR < 0 || model.nDU < 0 || model.nUN < 0 ||
+      panel.ncol != 3LL * model.nTR + 2LL * model.nDU + model.nUN || panel.id.size() != nsnp ||
       panel.geno.size() != nsnp * static_cast<std::size_t>(panel.ncol))
     std::abort();
   for (std::uint8_t g : panel.geno)

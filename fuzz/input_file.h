@@ -24,7 +24,7 @@ class InputFile {
     }
     name_ = "/proc/self/fd/" + std::to_string(fd_);
   }
-  InputFile(const std::string& text)
+  explicit InputFile(const std::string& text)
       : InputFile(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()) {}
   ~InputFile() { ::close(fd_); }
   InputFile(const InputFile&) = delete;

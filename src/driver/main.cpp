@@ -9,10 +9,21 @@
 #include "driver/runlog.h"
 #include "driver/signals.h"
 
+namespace {
+
+// Reached when an exception cannot even be raised: the memory for it was refused.
+[[noreturn]] void on_terminate() {
+  std::fputs("Error: not enough memory to continue the run (the system refused an allocation).\n", stdout);
+  kill_Kestrova();
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
   // The run log goes out line by line, so that a run stopped by a signal keeps it.
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   stop_on_signals();
+  std::set_terminate(on_terminate);
   try {
     RunSettings settings;
     OptionsGiven given{};

@@ -93,7 +93,9 @@ std::string panel_lines(const std::string& efile, const Model& model, PanelData&
     }
   }
   if (in.failed()) return read_failure(in, efile);
-  if (ncol != 3 * model.nTR + 2 * model.nDU + model.nUN)
+  // Counted wide: PANEL counts come from the user and may be negative or huge.
+  const long long expected = 3LL * model.nTR + 2LL * model.nDU + model.nUN;
+  if (model.nTR < 0 || model.nDU < 0 || model.nUN < 0 || ncol != expected)
     return format("'PANEL' information does not match with '%s'\n", file);
   in.rewind();
 
