@@ -30,7 +30,8 @@ asan:
 fuzz:
 	@CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKESTROVA_FUZZ=ON \
 	  -DKESTROVA_TESTS=OFF >/dev/null
-	@cmake --build build-fuzz -j $(JOBS) --target fuzz_specfile fuzz_phenotype fuzz_genotype fuzz_panel fuzz_haplotype
+	@cmake --build build-fuzz -j $(JOBS) --target fuzz_specfile fuzz_phenotype fuzz_genotype fuzz_panel fuzz_haplotype \
+	  fuzz_inputs
 	bash fuzz/run.sh build-fuzz
 
 clean:
