@@ -151,7 +151,7 @@ TEST(MemoryStarved, EveryLimitEndsWithAnErrorLineOrCompletes) {
   ASSERT_EQ(full.status, 0);
   const std::string expected = dir.read("full_G.out");
   int stopped = 0, completed = 0;
-  for (long long kb = 4096; kb <= 12288; kb += 256) {
+  for (long long kb = 4096; kb <= 10240; kb += 128) {
     SCOPED_TRACE(std::to_string(kb) + " kB");
     Finished f = finish(start_in(dir.path(), KESTROVA_BIN, {"-ofile", "limited"}, kb << 10));
     ASSERT_EQ(f.signal, 0) << f.result.out << f.result.err;
