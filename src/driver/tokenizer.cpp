@@ -13,6 +13,7 @@ bool LineReader::open(const std::string& name) {
   begin_ = scan_ = end_ = 0;
   eof_ = failed_ = false;
   refused_ = 0;
+  too_large_ = false;
   line_ = 0;
   return file_ != nullptr;
 }
@@ -25,11 +26,16 @@ void LineReader::rewind() {
   begin_ = scan_ = end_ = 0;
   eof_ = failed_ = false;
   refused_ = 0;
+  too_large_ = false;
   line_ = 0;
 }
 
 bool LineReader::next(std::string_view& line) {
   if (!file_ || failed_) return false;
+  if (line_ == kMaxLines) {
+    too_large_ = failed_ = true;
+    return false;
+  }
   if (!buf_) {
     buf_.reset(static_cast<char*>(std::malloc(size_)));
     if (!buf_) {
@@ -66,6 +72,10 @@ bool LineReader::next(std::string_view& line) {
     }
     scan_ = end_;
     if (end_ == size_) {
+      if (2 * size_ > kMaxLineLength) {
+        too_large_ = failed_ = true;
+        return false;
+      }
       char* bigger = static_cast<char*>(std::realloc(buf_.get(), 2 * size_));
       if (bigger == nullptr) {
         refused_ = 2 * size_;
@@ -163,6 +173,11 @@ std::string not_enough_memory(const std::string& file, const std::string& what, 
 }
 
 std::string read_failure(const LineReader& in, const std::string& file) {
+  if (in.too_large())
+    return in.line_number() == LineReader::kMaxLines
+               ? format("Error: '%s' has more than %d lines.\n", file.c_str(), LineReader::kMaxLines)
+               : format("Error: Line %d of '%s' is longer than %zu characters.\n", in.line_number() + 1, file.c_str(),
+                        LineReader::kMaxLineLength - 1);
   if (in.refused() > 0)
     return not_enough_memory(file, format("line %d", in.line_number() + 1),
                              static_cast<double>(in.refused()));

@@ -40,6 +40,12 @@ class LineReader {
   // The buffer size in bytes that could not be had for a long line; 0 when none.
   std::size_t refused() const { return refused_; }
 
+  // True when the file went beyond what the readers count in an int: a line of
+  // kMaxLineLength characters or more, or kMaxLines lines.
+  bool too_large() const { return too_large_; }
+  static constexpr std::size_t kMaxLineLength = std::size_t{1} << 31;
+  static constexpr int kMaxLines = 2147483647;
+
   // Back to the start of the file, line numbers from 1 again.
   void rewind();
 
@@ -61,6 +67,7 @@ class LineReader {
   bool eof_ = false;
   bool failed_ = false;
   std::size_t refused_ = 0;
+  bool too_large_ = false;
   int line_ = 0;
 };
 

@@ -136,6 +136,20 @@ TEST(MemoryStarved, GenotypeMatrixTooLargeForTheMemoryIsNamed) {
       << f.result.out;
 }
 
+// A file without line ends, such as a device that never ends, grows the line buffer
+// until the memory runs out (or the line passes 2^31 characters).
+TEST(MemoryStarved, EndlessLineStopsWhenTheBufferCannotGrow) {
+  SKIP_UNDER_SANITIZERS();
+  ScratchDir dir;
+  dir.write("specification.txt", "DESIGN = case-control\nEFFECT = G\nOUTPUT = G\n");
+  dir.write("phenotype.dat", phenotypes(10, false));
+  Finished f = finish(start_in(dir.path(), KESTROVA_BIN, {"-ne", "-gfile", "/dev/zero"}, 256ll << 20));
+  EXPECT_EQ(f.result.status, 1);
+  EXPECT_TRUE(ends_with(f.result.out, "Error: not enough memory to read '/dev/zero': 268435456 bytes (256.0 MB) "
+                                      "needed for line 1.\n" + std::string(kStop)))
+      << f.result.out;
+}
+
 // A simulated study with the panel, run under address-space limits from too small
 // to load the program to enough for the whole run (the program needs about 8 MB
 // here): every run that starts either completes with the full results or stops
