@@ -1,5 +1,5 @@
 # Thin wrapper around CMake: `make` builds, `make test` builds and runs every test,
-# `make run` runs the program on the example data, `make bench` measures speed.
+# `make run` runs the program and the report on the example data, `make bench` measures speed.
 BUILD ?= build
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
@@ -16,6 +16,7 @@ test: build
 
 run: build
 	cd examples && ../$(BUILD)/kestrova -ofile ../$(BUILD)/example
+	$(BUILD)/tools/kestrova-report --out $(BUILD)/example_report 1:$(BUILD)/example
 
 bench: build
 	bash bench/run.sh $(BUILD)

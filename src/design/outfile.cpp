@@ -4,17 +4,31 @@
 
 namespace {
 
-// Records one reported coefficient (two under the codominant mode when split).
-void add_file(OutputFiles& out, const std::string& base, int k, bool split) {
+// Records one reported coefficient (two under the codominant mode when split);
+// pos is where the term itself stands.
+void add_file(OutputFiles& out, const std::string& base, int k, int pos, bool split) {
   if (!split) {
     out.names.push_back(base);
     out.index.push_back(k);
+    out.position.push_back(pos);
     return;
   }
   out.names.push_back(base + "(1)");
   out.index.push_back(k);
+  out.position.push_back(pos);
   out.names.push_back(base + "(2)");
   out.index.push_back(k + 1);
+  out.position.push_back(pos + 1);
+}
+
+// Appends the name of one coefficient, or of the two of a codominant term.
+void add_coefficient(OutputFiles& out, const std::string& name, bool split) {
+  if (!split) {
+    out.coefficients.push_back(name);
+  } else {
+    out.coefficients.push_back(name + "(1)");
+    out.coefficients.push_back(name + "(2)");
+  }
 }
 
 }  // namespace
@@ -49,21 +63,35 @@ OutputFiles get_outfile(const std::string& prefix, const Model& model, const dou
   auto column = [&](int r) -> const std::string& { return out.design_names[static_cast<std::size_t>(r)]; };
   auto term = [&](int h) -> const std::string& { return model.names[static_cast<std::size_t>(p + h)]; };
 
+  // k is the recorded index, which covariate products do not advance; the
+  // layout's own count is the size of out.coefficients.
   int k = 0;
+  auto placed = [&] { return static_cast<int>(out.coefficients.size()); };
   for (int h = 0; h < pH; h++) {
-    if (H_H[h][h] == 2) add_file(out, stem + term(h), k, codominant);
-    if (H_H[h][h] > 0) k += per_term;
+    if (H_H[h][h] == 2) add_file(out, stem + term(h), k, placed(), codominant);
+    if (H_H[h][h] > 0) {
+      k += per_term;
+      add_coefficient(out, term(h), codominant);
+    }
   }
   for (int r = 0; r < cols.pX; r++) {
-    if (X_X[r][r] == 2) add_file(out, stem + column(r), k, false);
-    if (X_X[r][r] > 0) k += 1;
-    for (int c = r + 1; c < cols.pX; c++)
-      if (X_X[r][c] == 2) add_file(out, stem + column(r) + "$" + column(c), k, false);
+    if (X_X[r][r] == 2) add_file(out, stem + column(r), k, placed(), false);
+    if (X_X[r][r] > 0) {
+      k += 1;
+      add_coefficient(out, column(r), false);
+    }
+    for (int c = r + 1; c < cols.pX; c++) {
+      if (X_X[r][c] == 2) add_file(out, stem + column(r) + "$" + column(c), k, placed(), false);
+      if (X_X[r][c] > 0) add_coefficient(out, column(r) + "*" + column(c), false);
+    }
   }
   for (int r = 0; r < cols.pX; r++)
     for (int h = 0; h < pH; h++) {
-      if (X_H[r][h] == 2) add_file(out, stem + column(r) + "$" + term(h), k, codominant);
-      if (X_H[r][h] > 0) k += per_term;
+      if (X_H[r][h] == 2) add_file(out, stem + column(r) + "$" + term(h), k, placed(), codominant);
+      if (X_H[r][h] > 0) {
+        k += per_term;
+        add_coefficient(out, column(r) + "*" + term(h), codominant);
+      }
     }
 
   for (std::string& name : out.names) name += ".out";

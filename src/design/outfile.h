@@ -14,6 +14,8 @@ inline constexpr double kOutfilePatternTolerance = 1e-10;  // covariate values t
 struct OutputFiles {
   std::vector<std::string> names;         // prefix_term.out, one per reported coefficient
   std::vector<int> index;                 // coefficient of each file in the estimate vector
+  std::vector<int> position;              // place of each file's own term in the coefficient layout
+  std::vector<std::string> coefficients;  // every regression coefficient in layout order ("X1*X2", "G(1)")
   std::vector<std::string> design_names;  // pX covariate column names, then the genetic-term names
   int J = 0;                              // distinct covariate patterns over all subjects
   int pX = 0;                             // covariate design columns
@@ -27,7 +29,9 @@ struct OutputFiles {
 // a codominant genetic term or product gives two files ending in "(1)" and "(2)"
 // with consecutive indexes. Covariate product terms do not advance the running
 // coefficient index, so terms after them are recorded one place lower per such
-// product. No term under OUTPUT gives no file.
+// product. No term under OUTPUT gives no file. position holds where each file's
+// own term stands, so index and position differ exactly for the files that
+// report another term's coefficient.
 OutputFiles get_outfile(const std::string& prefix, const Model& model, const double* cov, int n);
 
 // Names of the full parameter vector of a haplotype analysis over the design in

@@ -4,12 +4,7 @@
 
 #include "design/columns.h"
 
-namespace {
-
-// Whether a cross-sectional trait takes exactly two values over every study
-// subject; a binary trait is then recoded in place, its larger value to 1.
-void classify_trait(StudyData& study) {
-  double seen[3];
+int trait_values(const StudyData& study, double seen[3]) {
   int distinct = 0;
   for (int i = 0; i < study.n && distinct < 3; i++) {
     const double v = study.TRAIT[static_cast<std::size_t>(i)];
@@ -18,7 +13,16 @@ void classify_trait(StudyData& study) {
       if (!(std::fabs(v - seen[k]) >= kPatternTolerance)) fresh = false;
     if (fresh) seen[distinct++] = v;
   }
-  if (distinct != 2) {
+  return distinct;
+}
+
+namespace {
+
+// Whether a cross-sectional trait takes exactly two values over every study
+// subject; a binary trait is then recoded in place, its larger value to 1.
+void classify_trait(StudyData& study) {
+  double seen[3];
+  if (trait_values(study, seen) != 2) {
     study.cs_bin = 0;
     return;
   }

@@ -10,6 +10,11 @@
 
 inline constexpr double kPatternTolerance = 1e-06;  // covariate values this close are one value
 
+// The distinct trait values over every study subject in subject order (values
+// closer than kPatternTolerance are one), the scan stopping at the third: fills
+// seen and returns their count, 0 to 3. Exactly two make the trait binary.
+int trait_values(const StudyData& study, double seen[3]);
+
 // cov holds the covariate rows of the subjects the list's idx refers to (row
 // stride model.p). Fills w.anal, w.J, w.X, w.pX, w.pD, w.X_X, w.X_H, w.H_H,
 // w.design_names, the outcome counts and every subject's stratum.

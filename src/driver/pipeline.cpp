@@ -9,6 +9,7 @@
 #include "driver/specfile.h"
 #include "driver/strand.h"
 #include "driver/study_input.h"
+#include "driver/warnings.h"
 
 namespace {
 
@@ -61,5 +62,6 @@ void read_inputs(const RunSettings& settings, RunData& data) {
 void run_analysis(const RunSettings& settings) {
   RunData data;
   read_inputs(settings, data);
+  for (const std::string& w : run_warnings(data.model, data.study, settings.ofile)) std::fputs(w.c_str(), stdout);
   stop_on(run_snps(data, settings));
 }
