@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <new>
 #include <sstream>
@@ -321,7 +322,9 @@ std::string read_header(Model& model, const std::string& pfile, const std::strin
     if (std::string e = reader.header(); !e.empty()) return e;
     return reader.keyword_lines();
   } catch (const std::bad_alloc&) {
-    // Only a file far larger than any model needs gets here.
-    return format("Error: not enough memory to read '%s' and the header of '%s'.\n", sfile.c_str(), pfile.c_str());
+    // Only a specification file far larger than any model needs gets here: it is held whole.
+    std::error_code ec;
+    const auto size = std::filesystem::file_size(sfile, ec);
+    return not_enough_memory(sfile, "its text", ec ? 0.0 : static_cast<double>(size));
   }
 }
