@@ -11,9 +11,24 @@
 
 namespace {
 
-// Reached when an exception cannot even be raised: the memory for it was refused.
+const char* const kNoMemory = "Error: not enough memory to continue the run (the system refused an allocation).\n";
+
+// The last resort. Without an exception in flight it is reached when an exception
+// could not even be raised because the memory for it was refused.
 [[noreturn]] void on_terminate() {
-  std::fputs("Error: not enough memory to continue the run (the system refused an allocation).\n", stdout);
+  if (std::exception_ptr in_flight = std::current_exception()) {
+    try {
+      std::rethrow_exception(in_flight);
+    } catch (const std::bad_alloc&) {
+      std::fputs(kNoMemory, stdout);
+    } catch (const std::exception& e) {
+      std::fputs(format("Error: the run failed unexpectedly (%s).\n", e.what()).c_str(), stdout);
+    } catch (...) {
+      std::fputs("Error: the run failed unexpectedly.\n", stdout);
+    }
+  } else {
+    std::fputs(kNoMemory, stdout);
+  }
   kill_Kestrova();
 }
 
@@ -34,11 +49,9 @@ int main(int argc, char** argv) {
     if (std::string e = check_input_files(settings, stdout); !e.empty()) stop_with(e);
     run_analysis(settings);
     print_complete_time(stdout);
-  } catch (const std::bad_alloc&) {
+  } catch (...) {
     // The readers and the analyses report what they could not hold; this is the last resort.
-    stop_with("Error: not enough memory to continue the run (the system refused an allocation).\n");
-  } catch (const std::exception& e) {
-    stop_with(format("Error: the run failed unexpectedly (%s).\n", e.what()));
+    on_terminate();
   }
   return 0;
 }
