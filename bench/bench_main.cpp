@@ -1,6 +1,7 @@
 // kestrova-bench: runs Kestrova's input stage and per-SNP analyses like the
 // program does, and reports load throughput, SNPs per second on each analysis
-// path (complete data, typed with missing genotypes, untyped) and peak memory.
+// path (complete data, typed with missing genotypes, untyped) by one thread and
+// by all cores with the speed-up, and peak memory.
 //
 //   kestrova-bench [--load-only] [kestrova options ...]
 #include <sys/resource.h>
@@ -12,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "core/nrerror.h"
 #include "driver/fatal.h"
 #include "driver/pipeline.h"
 #include "driver/runlog.h"
@@ -56,14 +58,35 @@ int main(int argc, char** argv) {
   std::printf("load: %.1f MB in %.2f s = %.0f MB/s\n", mb, load, mb / load);
 
   if (!load_only) {
-    PathStats stats;
-    if (std::string e = run_snps(data, settings, &stats); !e.empty()) stop_with(e);
+    // Each path alone, by one thread and by all cores (or by -threads N).
+    RunSettings one = settings, all = settings;
+    one.threads = 1;
+    all.threads = worker_count(settings);
     const char* names[3] = {"complete-data", "typed with missing", "untyped"};
-    for (int p = 0; p < 3; p++) {
-      if (stats.count[p] == 0) continue;
-      std::printf("%-20s %6d SNPs in %8.2f s = %9.1f SNPs/s\n", names[p], stats.count[p], stats.seconds[p],
-                  stats.count[p] / stats.seconds[p]);
+    double wall1 = 0.0, wall_n = 0.0;
+    try {
+      for (int p = 0; p < 3; p++) {
+        PathStats s1, sn;
+        s1.only_path = sn.only_path = p;
+        if (std::string e = run_snps(data, one, &s1); !e.empty()) stop_with(e);
+        if (s1.count[p] == 0) continue;
+        const double rate1 = s1.count[p] / s1.wall;
+        wall1 += s1.wall;
+        std::printf("%-20s %6d SNPs: 1 thread %9.1f SNPs/s", names[p], s1.count[p], rate1);
+        if (all.threads > 1) {
+          if (std::string e = run_snps(data, all, &sn); !e.empty()) stop_with(e);
+          wall_n += sn.wall;
+          const double rate_n = sn.count[p] / sn.wall;
+          std::printf(", %d threads %9.1f SNPs/s, speed-up %.2fx", sn.threads, rate_n, rate_n / rate1);
+        }
+        std::printf("\n");
+      }
+    } catch (const NumericalError& e) {
+      report_nrerror(e.what());
     }
+    if (all.threads > 1)
+      std::printf("all paths: %.2f s by 1 thread, %.2f s by %d threads, speed-up %.2fx\n", wall1, wall_n,
+                  all.threads, wall1 / wall_n);
   }
   std::printf("peak memory: %.0f MiB\n", peak_mib());
   return 0;

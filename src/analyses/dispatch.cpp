@@ -30,7 +30,7 @@ int count_q(const Window& w, const StudyData& study) {
 
 }  // namespace
 
-int prepare_window(Window& w, const Mat<int>& geno, const Mat<int>& geno_ex, const Model& model, StudyData& study,
+int prepare_window(Window& w, const Mat<int>& geno, const Mat<int>& geno_ex, const Model& model, const StudyData& study,
                    WindowPrep& prep) {
   const int K = w.K;
   std::vector<double>& freq = prep.freq;
@@ -88,7 +88,7 @@ int prepare_window(Window& w, const Mat<int>& geno, const Mat<int>& geno_ex, con
 }
 
 int A51_A61_A71(std::vector<double>& est, std::vector<double>& se, double* loglik, int* iter, Window& w,
-                const Mat<int>& geno, const Mat<int>& geno_ex, const Model& model, StudyData& study) {
+                const Mat<int>& geno, const Mat<int>& geno_ex, const Model& model, const StudyData& study) {
   WindowPrep prep;
   if (!prepare_window(w, geno, geno_ex, model, study, prep)) return 0;
   const int G = prep.G;

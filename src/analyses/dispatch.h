@@ -25,7 +25,7 @@ struct WindowPrep {
 // everything before the analysis. Returns 0 when the window cannot be analysed
 // (no retained haplotype, a frequency that is not a number, nobody left in the
 // study list, or a case-control window without cases or without controls).
-int prepare_window(Window& w, const Mat<int>& geno, const Mat<int>& geno_ex, const Model& model, StudyData& study,
+int prepare_window(Window& w, const Mat<int>& geno, const Mat<int>& geno_ex, const Model& model, const StudyData& study,
                    WindowPrep& prep);
 
 // Analyses the window w (size, model copies, ext, SNP_pos and hap set by the
@@ -34,4 +34,4 @@ int prepare_window(Window& w, const Mat<int>& geno, const Mat<int>& geno_ex, con
 // success, 0 failure); a window that cannot be analysed at all fails too. est and
 // se are enlarged to hold every entry the analysis writes.
 int A51_A61_A71(std::vector<double>& est, std::vector<double>& se, double* loglik, int* iter, Window& w, const Mat<int>& geno,
-                const Mat<int>& geno_ex, const Model& model, StudyData& study);
+                const Mat<int>& geno_ex, const Model& model, const StudyData& study);

@@ -3,7 +3,9 @@
 #include <cstdio>
 #include <cstdlib>
 
-void nrerror(const char* error_text) {
+void nrerror(const char* error_text) { throw NumericalError(error_text); }
+
+void report_nrerror(const char* error_text) {
   std::fflush(stdout);
   std::fprintf(stderr, "Numerical Recipes run-time error...\n");
   std::fprintf(stderr, "%s\n", error_text);

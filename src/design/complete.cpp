@@ -189,10 +189,11 @@ int LS(const Window& w, std::vector<double>& est, std::vector<double>& se, const
   return 1;
 }
 
-int stan_single(std::vector<double>& est, std::vector<double>& se, StudyData& study, int snp, const Model& model,
-                Window& w) {
+int stan_single(std::vector<double>& est, std::vector<double>& se, const StudyData& study, int snp, const Model& model,
+                Window& w, bool raw_trait) {
   const int n = study.n, p = model.p;
   const std::uint8_t* g = study.genotypes(snp);
+  const std::vector<double>& y = raw_trait ? study.TRAIT_raw : study.TRAIT;
 
   // The subjects typed at this SNP, compacted: genotype, covariates, outcome.
   Mat<int> geno = imatrix(0, n - 1, 0, 0);
@@ -213,8 +214,7 @@ int stan_single(std::vector<double>& est, std::vector<double>& se, StudyData& st
       time[at(n_new)] = study.TIME[at(i)];
       event[at(n_new)] = study.EVENT[at(i)];
     } else {
-      // Taken before readinXV may recode the trait: the first SNP sees the raw values.
-      trait[at(n_new)] = study.TRAIT[at(i)];
+      trait[at(n_new)] = y[at(i)];
     }
     n_new++;
   }

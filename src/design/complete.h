@@ -20,11 +20,12 @@ inline constexpr int kCoxMaxIterations = 200;         // reaching it fails the f
 // is not missing. w is the caller's window: it is reduced to the SNP alone
 // (M = 1) for the call, its design built by readinXV, and its size restored on
 // return; its list, table and design matrices are released, the design names kept.
-// study.TRAIT may be recoded to 0/1 by readinXV (after this SNP's values were
-// taken). est and se are resized to the coefficient count q. Returns 1 when the
-// fit succeeded, 0 when it failed (also when nobody is typed at the SNP).
-int stan_single(std::vector<double>& est, std::vector<double>& se, StudyData& study, int snp, const Model& model,
-                Window& w);
+// A cross-sectional trait is taken from study.TRAIT_raw when raw_trait is set
+// (the first design of a run), else from study.TRAIT. est and se are resized to
+// the coefficient count q. Returns 1 when the fit succeeded, 0 when it failed
+// (also when nobody is typed at the SNP).
+int stan_single(std::vector<double>& est, std::vector<double>& se, const StudyData& study, int snp, const Model& model,
+                Window& w, bool raw_trait = false);
 
 // The fits read the subjects, their patterns and single diplotypes from w.list and
 // the design from w (q coefficients); outcomes are indexed by subject idx. Each

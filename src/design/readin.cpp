@@ -5,9 +5,10 @@
 #include "design/columns.h"
 
 int trait_values(const StudyData& study, double seen[3]) {
+  const std::vector<double>& trait = study.TRAIT_raw.empty() ? study.TRAIT : study.TRAIT_raw;
   int distinct = 0;
   for (int i = 0; i < study.n && distinct < 3; i++) {
-    const double v = study.TRAIT[static_cast<std::size_t>(i)];
+    const double v = trait[static_cast<std::size_t>(i)];
     bool fresh = true;
     for (int k = 0; k < distinct; k++)
       if (!(std::fabs(v - seen[k]) >= kPatternTolerance)) fresh = false;
@@ -16,11 +17,8 @@ int trait_values(const StudyData& study, double seen[3]) {
   return distinct;
 }
 
-namespace {
-
-// Whether a cross-sectional trait takes exactly two values over every study
-// subject; a binary trait is then recoded in place, its larger value to 1.
 void classify_trait(StudyData& study) {
+  study.TRAIT_raw = study.TRAIT;
   double seen[3];
   if (trait_values(study, seen) != 2) {
     study.cs_bin = 0;
@@ -34,9 +32,7 @@ void classify_trait(StudyData& study) {
   }
 }
 
-}  // namespace
-
-void readinXV(Window& w, const Model& model, StudyData& study, const double* cov) {
+void readinXV(Window& w, const Model& model, const StudyData& study, const double* cov) {
   const int p = model.p;
   const std::vector<int> covariates = model_covariates(model);
   const int m = static_cast<int>(covariates.size());
@@ -96,6 +92,4 @@ void readinXV(Window& w, const Model& model, StudyData& study, const double* cov
   }
 
   interaction_flags(model, cols, w.X_X, w.X_H, w.H_H);
-
-  if (model.design == kCrossSectional) classify_trait(study);
 }

@@ -4,6 +4,7 @@
 #include <exception>
 #include <new>
 
+#include "core/nrerror.h"
 #include "driver/fatal.h"
 #include "driver/pipeline.h"
 #include "driver/runlog.h"
@@ -49,6 +50,8 @@ int main(int argc, char** argv) {
     if (std::string e = check_input_files(settings, stdout); !e.empty()) stop_with(e);
     run_analysis(settings);
     print_complete_time(stdout);
+  } catch (const NumericalError& e) {
+    report_nrerror(e.what());
   } catch (...) {
     // The readers and the analyses report what they could not hold; this is the last resort.
     on_terminate();

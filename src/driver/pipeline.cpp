@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "design/readin.h"
 #include "driver/fatal.h"
 #include "driver/panel_input.h"
 #include "driver/snploop.h"
@@ -35,6 +36,7 @@ void read_inputs(const RunSettings& settings, RunData& data) {
   if (study.n == 0)
     stop_with(format("Error: No individual of '%s' can be used in the analysis.\n", settings.pfile.c_str()));
   order_dependent_first(model, study);
+  if (model.design == kCrossSectional) classify_trait(study);
 
   stop_on(read_genotypes(settings.gfile, model.mode, study));
   std::printf("%d SNPs and %d individuals read from '%s'\n", study.nsnp, study.n_total, settings.gfile.c_str());
@@ -62,6 +64,7 @@ void read_inputs(const RunSettings& settings, RunData& data) {
 void run_analysis(const RunSettings& settings) {
   RunData data;
   read_inputs(settings, data);
-  for (const std::string& w : run_warnings(data.model, data.study, settings.ofile)) std::fputs(w.c_str(), stdout);
-  stop_on(run_snps(data, settings));
+  const RunData& run = data;  // read-only from here to the end of the run
+  for (const std::string& w : run_warnings(run.model, run.study, settings.ofile)) std::fputs(w.c_str(), stdout);
+  stop_on(run_snps(run, settings));
 }

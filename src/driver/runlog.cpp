@@ -12,7 +12,7 @@ const char* const kVersion = "1.0.0";
 const char* const kReleaseDate = "November 22, 2026";
 const char* const kDocumentation = "https://kestrova.example.org/docs";
 
-enum class Kind { kSwitch, kText, kNumber };
+enum class Kind { kSwitch, kText, kNumber, kThreads, kPosition };
 
 struct OptionRow {
   const char* name;
@@ -20,6 +20,7 @@ struct OptionRow {
   const char* echo;  // follows the "        -- '<option>' " prefix
   std::string RunSettings::*text;
   int RunSettings::*number;  // switch set to 1, or the number stored
+  long long RunSettings::*position = nullptr;
 };
 
 // The options in matching order; the index of a row is its slot in OptionsGiven.
@@ -40,7 +41,25 @@ const OptionRow kOptions[kOptionCount] = {
     {"-window", Kind::kNumber, "candidate tags chosen within the distance of %d bp\n", nullptr, &RunSettings::window},
     {"-max", Kind::kNumber, "candidate tags chosen at a maximun number of %d\n", nullptr, &RunSettings::maxnum},
     {"-min", Kind::kNumber, "candidate tags chosen at a minimum number of %d\n", nullptr, &RunSettings::minnum},
+    {"-threads", Kind::kThreads, "analysis run by %d threads\n", nullptr, &RunSettings::threads},
+    {"-from", Kind::kPosition, "SNPs analysed from position %lld bp\n", nullptr, nullptr, &RunSettings::from},
+    {"-to", Kind::kPosition, "SNPs analysed up to position %lld bp\n", nullptr, nullptr, &RunSettings::to},
 };
+
+inline constexpr long long kMaxThreads = 1024;
+inline constexpr long long kMaxPosition = 1000000000000LL;
+
+// A whole number from 0 to limit written in decimal digits only, or -1.
+long long strict_count(const char* text, long long limit) {
+  if (*text == '\0') return -1;
+  long long value = 0;
+  for (const char* s = text; *s; s++) {
+    if (!std::isdigit(static_cast<unsigned char>(*s))) return -1;
+    value = value * 10 + (*s - '0');
+    if (value > limit) return -1;
+  }
+  return value;
+}
 
 enum Slot { kSfile, kPfile, kGfile, kNe, kEfile, kH, kHfile, kOfile, kNoFix, kNoRemove, kSpeed, kTag, kWindow, kMax, kMin };
 
@@ -110,6 +129,21 @@ std::string parse_command_line(int argc, const char* const* argv, RunSettings& s
       std::fprintf(out, row.echo, value);
       continue;
     }
+    if (row.kind == Kind::kThreads) {
+      const long long n = strict_count(value, kMaxThreads);
+      if (n < 1)
+        return format("Error: '%s' takes a number of threads from 1 to %lld, not '%s'.\n", arg, kMaxThreads, value);
+      settings.*row.number = static_cast<int>(n);
+      std::fprintf(out, row.echo, static_cast<int>(n));
+      continue;
+    }
+    if (row.kind == Kind::kPosition) {
+      const long long pos = strict_count(value, kMaxPosition);
+      if (pos < 0) return format("Error: '%s' takes a base-pair position, not '%s'.\n", arg, value);
+      settings.*row.position = pos;
+      std::fprintf(out, row.echo, pos);
+      continue;
+    }
     int number = plain_int(value);
     if (slot == kTag) {
       if (number < kMinTags || number > kMaxTags)
@@ -121,6 +155,8 @@ std::string parse_command_line(int argc, const char* const* argv, RunSettings& s
     }
     std::fprintf(out, row.echo, number);
   }
+  if (settings.from > settings.to)
+    return format("Error: '-from' position %lld lies beyond '-to' position %lld.\n", settings.from, settings.to);
   return "";
 }
 

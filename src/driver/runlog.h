@@ -8,9 +8,9 @@
 
 #include "model/settings.h"
 
-inline constexpr int kOptionCount = 15;
+inline constexpr int kOptionCount = 18;
 
-// Which of the fifteen settings were given on the command line (options-table order).
+// Which settings were given on the command line (options-table order).
 using OptionsGiven = std::array<bool, kOptionCount>;
 
 void print_banner(std::FILE* out);
@@ -20,7 +20,8 @@ void print_start_time(std::FILE* out);
 void print_complete_time(std::FILE* out);
 
 // Echoes and applies argv[1..argc-1] in order. Returns "" or the error line that
-// stops the run (unknown option, missing value, unusable tag count); the echo of
+// stops the run (unknown option, missing value, unusable tag count, thread count or
+// position, a '-from' beyond '-to'); the echo of
 // the arguments before it has been printed.
 std::string parse_command_line(int argc, const char* const* argv, RunSettings& settings, OptionsGiven& given,
                                std::FILE* out);

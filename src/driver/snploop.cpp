@@ -1,20 +1,22 @@
 #include "driver/snploop.h"
 
+#include <algorithm>
 #include <chrono>
-#include <vector>
+#include <new>
 
-#include "design/complete.h"
-#include "analyses/dispatch.h"
 #include "design/outfile.h"
-#include "design/tags.h"
+#include "driver/fatal.h"
+#include "driver/plan.h"
+#include "driver/progress.h"
 #include "driver/results.h"
+#include "driver/workers.h"
 
-std::string run_snps(RunData& d, const RunSettings& rs, PathStats* stats) {
-  Model& model = d.model;
-  StudyData& study = d.study;
+int worker_count(const RunSettings& rs) { return rs.threads > 0 ? rs.threads : available_cores(); }
+
+std::string run_snps(const RunData& d, const RunSettings& rs, PathStats* stats) {
+  const Model& model = d.model;
+  const StudyData& study = d.study;
   const PanelData& panel = d.panel;
-  const SnpMap& map = d.map;
-  const bool external = rs.ne == 0;
 
   OutputFiles out = get_outfile(rs.ofile, model, study.cov.data(), study.n);
   ResultFiles files;
@@ -22,7 +24,7 @@ std::string run_snps(RunData& d, const RunSettings& rs, PathStats* stats) {
   ResultHeader header;
   header.n = study.n;
   header.study_snps = study.nsnp;
-  header.external = external;
+  header.external = rs.ne == 0;
   header.nTR = model.nTR;
   header.nDU = model.nDU;
   header.nUN = model.nUN;
@@ -32,88 +34,32 @@ std::string run_snps(RunData& d, const RunSettings& rs, PathStats* stats) {
   header.mode = model.mode;
   files.write_header(header);
 
-  const int M = rs.M;
-  TagContext ctx{rs, model, study, panel, map};
-  TagWorkspace ws;
-  TagChoice best;
-  std::vector<double> est, se;
-  Window w;
-  Window single;
-  Mat<int> geno = imatrix(0, study.n - 1, 0, M - 1);
-  Mat<int> geno_ex = imatrix(0, external ? panel.ncol - 1 : -1, 0, M - 1);
-  double loglik = 0.0;
-  int iter = 0;
-
-  auto prepare = [&](int ext) {
-    w.set_size(M);
-    w.design = model.design;
-    w.mode = model.mode;
-    w.pH = model.pH;
-    w.SNP_pos = 1;
-    w.hap = 0;
-    w.ext = ext;
-  };
-
-  for (int e = 0; e < map.len(); e++) {
-    const MapEntry& me = map[e];
-    const auto started = std::chrono::steady_clock::now();
-    int path = kCompleteData;
-    SnpLine line;
-    bool ok = false;
-    if (external && me.panel >= 0 && me.study < 0) {
-      path = kUntyped;
-      line.typed = false;
-      line.id = panel.id[me.panel].c_str();
-      line.pos = panel.pos[me.panel];
-      line.a1 = panel.a1[me.panel];
-      line.a2 = panel.a2[me.panel];
-      line.freq = panel.freq[me.panel];
-      getMD_max(best, e, 0, ctx, ws);
-      line.md = best.md;
-      if (best.md >= kNoInformation) {
-        for (int i = 0; i < study.n; i++) geno[i][0] = kMissingGenotype;
-        for (int j = 1; j < M; j++) {
-          const std::uint8_t* g = study.genotypes(map[best.set[j]].study);
-          for (int i = 0; i < study.n; i++) geno[i][j] = g[i];
-        }
-        for (int j = 0; j < M; j++) {
-          const std::uint8_t* g = panel.genotypes(map[best.set[j]].panel);
-          for (int c = 0; c < panel.ncol; c++) geno_ex[c][j] = g[c];
-        }
-        prepare(1);
-        ok = A51_A61_A71(est, se, &loglik, &iter, w, geno, geno_ex, model, study) == 1;
-      }
-    } else if (me.study >= 0) {
-      const int s = me.study;
-      line.typed = true;
-      line.typed_share = 1.0 - study.missing[s];
-      line.id = study.id[s].c_str();
-      line.pos = study.pos[s];
-      line.a1 = study.a1[s];
-      line.a2 = study.a2[s];
-      line.freq = study.freq[s];
-      if (study.missing[s] < kFullyTyped || (external && rs.h && rs.speed && me.hap < 0)) {
-        ok = stan_single(est, se, study, s, model, single) == 1;
-      } else {
-        path = kTypedMissing;
-        getMD_max(best, e, 1, ctx, ws);
-        if (best.md >= kNoInformation) {
-          for (int j = 0; j < M; j++) {
-            const std::uint8_t* g = study.genotypes(map[best.set[j]].study);
-            for (int i = 0; i < study.n; i++) geno[i][j] = g[i];
-          }
-          prepare(0);
-          ok = A51_A61_A71(est, se, &loglik, &iter, w, geno, geno_ex, model, study) == 1;
-        }
-      }
-    } else {
-      continue;
-    }
-    files.write_snp(line, ok, est.data(), se.data(), out.index);
-    if (stats) {
-      stats->count[path]++;
-      stats->seconds[path] += std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-    }
+  const auto started = std::chrono::steady_clock::now();
+  SnpPlan plan = plan_snps(d, rs);
+  if (stats && stats->only_path >= 0) {
+    std::erase_if(plan.jobs, [&](const SnpJob& j) { return j.path != stats->only_path; });
+    plan.written = static_cast<int>(
+        std::count_if(plan.jobs.begin(), plan.jobs.end(), [](const SnpJob& j) { return j.written; }));
   }
-  return files.close();
+  const int threads = worker_count(rs);
+  const AnalysisInputs in{d, rs, out.index};
+  Progress progress(plan.written);
+  WriteEnd end;
+  {
+    WorkerPool pool(plan, in, threads);
+    end = write_results(plan, pool, d, files, progress, stats);
+  }  // the workers have ended here
+  progress.finish();
+  if (stats) {
+    stats->wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+    stats->threads = threads;
+  }
+  std::string closed = files.close();
+  if (!end.error) return closed;
+  try {
+    std::rethrow_exception(end.error);
+  } catch (const std::bad_alloc&) {
+    const SnpLine line = snp_line(d, plan.jobs[static_cast<std::size_t>(end.job)], 0.0);
+    return format("Error: not enough memory to analyse SNP %s at position %d.\n", line.id, line.pos);
+  }
 }

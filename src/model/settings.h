@@ -4,6 +4,9 @@
 
 #include <string>
 
+inline constexpr long long kNoLowerBound = -(1LL << 40);
+inline constexpr long long kNoUpperBound = 1LL << 40;
+
 struct RunSettings {
   std::string sfile = "specification.txt";  // model specification
   std::string pfile = "phenotype.dat";      // study phenotypes
@@ -22,6 +25,10 @@ struct RunSettings {
   int window = 50000;  // distance in base pairs within which tags are sought
   int maxnum = 20;     // most candidate tags taken
   int minnum = 8;      // candidate tags always taken, whatever their distance
+
+  int threads = 0;                   // workers analysing SNPs side by side; 0: the cores the process may use
+  long long from = kNoLowerBound;    // first base-pair position analysed (inclusive)
+  long long to = kNoUpperBound;      // last base-pair position analysed (inclusive)
 };
 
 // Tag counts the haplotype analyses can carry (window of tags+1 SNPs, 2^(tags+1) haplotypes).

@@ -17,8 +17,9 @@ struct StudyData {
   std::vector<int> STATUS;     // case-control: 1 case, 0 control
   std::vector<double> TIME;    // cohort: follow-up time
   std::vector<int> EVENT;      // cohort: 1 failure
-  std::vector<double> TRAIT;   // cross-sectional trait (recoded to 0/1 when binary)
-  int cs_bin = 0;              // cross-sectional: 1 once the trait is found binary
+  std::vector<double> TRAIT;   // cross-sectional trait, recoded to 0/1 when binary
+  std::vector<double> TRAIT_raw;  // cross-sectional trait as read
+  int cs_bin = 0;              // cross-sectional: 1 when the trait takes exactly two values
   std::vector<double> cov;     // n rows by p columns; a missing value is NaN
   double covariate(int i, int k) const { return cov[static_cast<std::size_t>(i) * p + k]; }
 

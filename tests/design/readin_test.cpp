@@ -13,7 +13,7 @@ using testmodel::make_study;
 using Names = std::vector<std::string>;
 
 // The design over a study list holding the given subjects, in that order.
-Window design_of(const Model& model, StudyData& study, const std::vector<int>& subjects) {
+Window design_of(const Model& model, const StudyData& study, const std::vector<int>& subjects) {
   Window w;
   w.set_size(1);
   for (int i : subjects) {
@@ -128,8 +128,8 @@ TEST(CovariateDesign, OutcomeCountsCoverTheListedSubjects) {
 }
 
 TEST(CovariateDesign, OnlyATwoValuedCrossSectionalTraitIsRecodedLargerToOne) {
-  // The scan runs over every study subject, listed or not; a 0/1 trait stays binary
-  // in a later window.
+  // The scan runs over every study subject; a 0/1 trait stays binary when
+  // classified again.
   const struct {
     int design;
     std::vector<double> trait;
@@ -145,9 +145,12 @@ TEST(CovariateDesign, OnlyATwoValuedCrossSectionalTraitIsRecodedLargerToOne) {
   for (const auto& c : cases) {
     StudyData study = make_study({{1, 1, 1, 1}}, {0, 1, 2, 1});
     study.TRAIT = c.trait;
-    study.cs_bin = c.design == kCrossSectional ? 1 - c.binary : 0;
-    design_of(Builder(c.design, kAdditive, {"X"}).effect("X G").model(), study, {0, 1});
+    if (c.design == kCrossSectional) classify_trait(study);
     EXPECT_EQ(study.cs_bin, c.binary) << c.trait[2];
+    EXPECT_EQ(study.TRAIT, c.after) << c.trait[2];
+    EXPECT_EQ(study.TRAIT_raw.empty() ? study.TRAIT : study.TRAIT_raw, c.trait);
+    // Classified once more, the recoded trait stays binary and unchanged.
+    if (c.design == kCrossSectional) classify_trait(study);
     EXPECT_EQ(study.TRAIT, c.after) << c.trait[2];
   }
 }

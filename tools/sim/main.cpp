@@ -2,6 +2,7 @@
 // specification file, study phenotypes and genotypes, external panel, phased
 // haplotypes) together with a record of the truth behind it.
 // This unit holds the option table, the command-line parser and the run order.
+#include "exchange.h"
 #include "genome.h"
 #include "options.h"
 #include "phenotypes.h"
@@ -13,6 +14,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -238,6 +240,12 @@ std::vector<OptionEntry> option_table() {
          [](O& o, S v) { o.model = v; }, "Model words of specification.txt"},
         {"output", "WORDS", "G", "OUTPUT words of specification.txt (a leading \"OUTPUT =\" is allowed)",
          [](O& o, S v) { o.output = v; }},
+
+        {"vcf", nullptr, "",
+         "also write the same data as study.vcf, study.bed/.bim/.fam, panel.vcf (phased GT), panel.fam "
+         "(pedigree) and phenotypes.txt (FID IID and the phenotype columns, rows shuffled), the input of "
+         "kestrova-prepare; with --strand-flags or --panel-missing its output differs from the direct files",
+         [](O& o, S) { o.exchange = true; }, "Files for kestrova-prepare"},
     };
     return t;
 }
@@ -361,7 +369,14 @@ int main(int argc, char** argv) {
 
     sim::write_specification_file(opt, words, dir + "/specification.txt");
     sim::write_phenotypes(opt, sample, dir + "/phenotype.dat");
-    const sim::MapStats stats = sim::write_map_files(opt, genome, panel, sample, dir);
+    std::unique_ptr<sim::ExchangeFiles> exchange;
+    if (opt.exchange) {
+        exchange = std::make_unique<sim::ExchangeFiles>(opt, panel, sample, dir);
+        sim::write_phenotype_table(opt, sample, dir + "/phenotypes.txt");
+        sim::write_pedigree(opt, dir + "/panel.fam");
+    }
+    const sim::MapStats stats = sim::write_map_files(opt, genome, panel, sample, dir, exchange.get());
+    if (exchange) exchange->close();
     sim::write_truth(opt, genome, panel, sample, words, stats, dir + "/truth.txt");
 
     int typed = 0;

@@ -75,6 +75,9 @@ struct Options {
     std::string model;
     std::string output;
 
+    // Also write the VCF, PLINK, pedigree and phenotype-table files
+    bool exchange = false;
+
     // The command line, for the record in truth.txt
     std::string commandLine;
 

@@ -1,6 +1,7 @@
 // Output files of the simulator (see writers.h).
 #include "writers.h"
 
+#include "exchange.h"
 #include "random.h"
 
 #include <algorithm>
@@ -266,39 +267,43 @@ void write_specification_file(const Options& opt, const ModelWords& words, const
     out.close();
 }
 
+void put_phenotype_row(OutFile& out, const Options& opt, const Sample& s, int i) {
+    const int cols = s.columns();
+    const std::uint8_t* na = &s.na[static_cast<std::size_t>(i) * cols];
+    int col = 0;
+    // Starts the next column; true when its entry is to be written as NA.
+    auto next_is_na = [&]() {
+        if (col > 0) out.put(' ');
+        if (!na[col++]) return false;
+        out.put("NA");
+        return true;
+    };
+    switch (opt.design) {
+    case Design::CaseControl:
+        if (!next_is_na()) out.put(s.status[i] ? '1' : '0');
+        break;
+    case Design::Cohort:
+        if (!next_is_na()) out.put_fixed(s.time[i], opt.tieDigits);
+        if (!next_is_na()) out.put(s.event[i] ? '1' : '0');
+        break;
+    case Design::CrossSectional:
+        if (next_is_na()) break;
+        if (opt.trait == Trait::Binary) out.put(s.status[i] ? '1' : '0');
+        else out.put_fixed(s.trait[i], 5);
+        break;
+    }
+    for (int a = 0; a < s.nx; ++a)
+        if (!next_is_na()) out.put_fixed(s.x[static_cast<std::size_t>(i) * s.nx + a], 5);
+    for (int a = 0; a < s.nc; ++a)
+        if (!next_is_na()) out.put_int(s.c[static_cast<std::size_t>(i) * s.nc + a]);
+}
+
 void write_phenotypes(const Options& opt, const Sample& s, const std::string& path) {
     OutFile out(path, 1 << 20);
     out.put(phenotype_header(opt));
     out.put('\n');
-    const int cols = s.columns();
     for (int i = 0; i < s.n; ++i) {
-        const std::uint8_t* na = &s.na[static_cast<std::size_t>(i) * cols];
-        int col = 0;
-        // Starts the next column; true when its entry is to be written as NA.
-        auto next_is_na = [&]() {
-            if (col > 0) out.put(' ');
-            if (!na[col++]) return false;
-            out.put("NA");
-            return true;
-        };
-        switch (opt.design) {
-        case Design::CaseControl:
-            if (!next_is_na()) out.put(s.status[i] ? '1' : '0');
-            break;
-        case Design::Cohort:
-            if (!next_is_na()) out.put_fixed(s.time[i], opt.tieDigits);
-            if (!next_is_na()) out.put(s.event[i] ? '1' : '0');
-            break;
-        case Design::CrossSectional:
-            if (next_is_na()) break;
-            if (opt.trait == Trait::Binary) out.put(s.status[i] ? '1' : '0');
-            else out.put_fixed(s.trait[i], 5);
-            break;
-        }
-        for (int a = 0; a < s.nx; ++a)
-            if (!next_is_na()) out.put_fixed(s.x[static_cast<std::size_t>(i) * s.nx + a], 5);
-        for (int a = 0; a < s.nc; ++a)
-            if (!next_is_na()) out.put_int(s.c[static_cast<std::size_t>(i) * s.nc + a]);
+        put_phenotype_row(out, opt, s, i);
         out.put('\n');
     }
     out.close();
@@ -307,7 +312,7 @@ void write_phenotypes(const Options& opt, const Sample& s, const std::string& pa
 // ---------------------------------------------------------------- genotype, panel and haplotype files
 
 MapStats write_map_files(const Options& opt, const Genome& g, const PanelLayout& panel, const Sample& s,
-                         const std::string& dir) {
+                         const std::string& dir, ExchangeFiles* exchange) {
     MapStats st;
     OutFile geno(dir + "/genotype.dat", 16u << 20);
     OutFile ext(dir + "/external.dat", 4u << 20);
@@ -384,6 +389,7 @@ MapStats write_map_files(const Options& opt, const Genome& g, const PanelLayout&
             }
             *p++ = '\n';
             geno.commit(2 * static_cast<std::size_t>(n) + 1);
+            if (exchange) exchange->study_snp(snp, code.data());
             if (snp.letters == Letters::Ambiguous) {
                 st.ambiguousSnp.push_back(j);
                 st.ambiguousStudy.push_back(ambCount ? static_cast<double>(ambSum) / (2.0 * static_cast<double>(ambCount)) : -1.0);
@@ -421,6 +427,7 @@ MapStats write_map_files(const Options& opt, const Genome& g, const PanelLayout&
             }
             *p++ = '\n';
             ext.commit(2 * static_cast<std::size_t>(nPanel) + 1);
+            if (exchange) exchange->panel_snp(snp, pan, code.data());
             if (snp.letters == Letters::Ambiguous)
                 st.ambiguousPanel.push_back(cnt ? static_cast<double>(sum) / (2.0 * static_cast<double>(cnt)) : -1.0);
 

@@ -61,6 +61,10 @@ std::string phenotype_header(const Options& opt);
 
 void write_specification_file(const Options& opt, const ModelWords& words, const std::string& path);
 void write_phenotypes(const Options& opt, const Sample& s, const std::string& path);
+// One subject's line of phenotype.dat, without its line end.
+void put_phenotype_row(OutFile& out, const Options& opt, const Sample& s, int i);
+
+class ExchangeFiles;
 
 // Counts gathered while the genotype and panel files are written.
 struct MapStats {
@@ -76,8 +80,9 @@ struct MapStats {
     std::vector<double> ambiguousStudy, ambiguousPanel;
 };
 
+// exchange: also receives every SNP for the VCF and PLINK files (may be null).
 MapStats write_map_files(const Options& opt, const Genome& g, const PanelLayout& panel, const Sample& s,
-                         const std::string& dir);
+                         const std::string& dir, ExchangeFiles* exchange);
 
 void write_truth(const Options& opt, const Genome& g, const PanelLayout& panel, const Sample& s,
                  const ModelWords& words, const MapStats& stats, const std::string& path);

@@ -1,0 +1,337 @@
+// The readers of kestrova-prepare, in-process: phenotype table, pedigree and
+// the choice of trios, duos and singletons, the site filter, the model.
+#include <gtest/gtest.h>
+
+#include "model.h"
+#include "pedigree.h"
+#include "phenotable.h"
+#include "sites.h"
+
+#include <string>
+#include <vector>
+
+using namespace prepare;
+
+namespace {
+
+TableRequest status_request(std::vector<std::string> covariates = {}) {
+    TableRequest r;
+    r.response = Response::Status;
+    r.responses = {"STATUS"};
+    r.covariates = std::move(covariates);
+    return r;
+}
+
+// The table's error message, which must name the file.
+std::string table_error(const std::string& text, const TableRequest& r) {
+    const PhenotypeTable t = read_phenotype_table(text, "ph.txt", r);
+    EXPECT_EQ(t.error.rfind("'ph.txt'", 0), 0u) << t.error;
+    return t.error;
+}
+
+} // namespace
+
+TEST(PhenotypeTable, PlinkStyleColumnsBlanksTabsAndMissingWords) {
+    // FID IID as PLINK writes them, the covariates in the order asked for, not the table's.
+    const std::string text = "#FID IID AGE STATUS SEX\r\nf1 a 50 1 2\r\n\r\nf2  b\t. 0 NA\nf3 c 61.5 NA 1";
+    const PhenotypeTable t = read_phenotype_table(text, "ph.txt", status_request({"SEX", "AGE"}));
+    ASSERT_EQ(t.error, "");
+    EXPECT_EQ(t.header, "STATUS SEX AGE");
+    EXPECT_EQ(t.ids, (std::vector<std::string>{"a", "b", "c"}));
+    EXPECT_EQ(t.rows, (std::vector<std::string>{"1 2 50", "0 NA NA", "NA 1 61.5"}));
+    EXPECT_EQ(t.lines, (std::vector<int>{2, 4, 5}));
+}
+
+TEST(PhenotypeTable, TabAndCommaSeparatedTablesKeepEmptyFields) {
+    const TableRequest r = status_request({"AGE"});
+    PhenotypeTable t = read_phenotype_table("IID\tSTATUS\tAGE\nx\t1\t\ny\t\t33\n", "ph.txt", r);
+    ASSERT_EQ(t.error, "");
+    EXPECT_EQ(t.rows, (std::vector<std::string>{"1 NA", "NA 33"}));
+    t = read_phenotype_table("IID,STATUS,AGE\nx, 1 ,\n", "ph.txt", r);
+    ASSERT_EQ(t.error, "");
+    EXPECT_EQ(t.rows, (std::vector<std::string>{"1 NA"}));
+}
+
+TEST(PhenotypeTable, PlinkCodingOnlyWhenAskedFor) {
+    TableRequest r = status_request({"AGE"});
+    const std::string text = "IID STATUS AGE\na 2 -9\nb 1 40\nc 0 41\nd -9 42\n";
+    EXPECT_NE(table_error(text, r).find("status '2' of sample 'a' in column 'STATUS' is not 0 or 1 (for PLINK"),
+              std::string::npos);
+    r.plinkCoding = true;
+    const PhenotypeTable t = read_phenotype_table(text, "ph.txt", r);
+    ASSERT_EQ(t.error, "");
+    EXPECT_EQ(t.rows, (std::vector<std::string>{"1 NA", "0 40", "NA 41", "NA 42"}));
+    // Without PLINK coding -9 is an ordinary number.
+    r = status_request({"AGE"});
+    EXPECT_EQ(read_phenotype_table("IID STATUS AGE\na 1 -9\n", "ph.txt", r).rows[0], "1 -9");
+}
+
+TEST(PhenotypeTable, CohortAndTraitResponsesAndTheIdOption) {
+    TableRequest r;
+    r.response = Response::TimeEvent;
+    r.responses = {"T", "E"};
+    r.idColumn = "sample";
+    PhenotypeTable t = read_phenotype_table("sample T E\ns1 3.25 1\ns2 1e1 0\n", "ph.txt", r);
+    ASSERT_EQ(t.error, "");
+    EXPECT_EQ(t.header, "T E");
+    EXPECT_EQ(t.rows[1], "1e1 0");
+    EXPECT_NE(table_error("sample T E\ns1 3 2\n", r).find("event '2'"), std::string::npos);
+    r = TableRequest{};
+    r.response = Response::Trait;
+    r.responses = {"BMI"};
+    t = read_phenotype_table("IID BMI\nq 2\n", "ph.txt", r);
+    EXPECT_EQ(t.rows[0], "2");  // a trait may take any value
+}
+
+TEST(PhenotypeTable, EveryProblemIsNamedWithItsLine) {
+    const TableRequest r = status_request({"AGE"});
+    EXPECT_NE(table_error("", r).find("the file is empty"), std::string::npos);
+    EXPECT_NE(table_error("ID STATUS AGE\n", r).find("line 1: no sample ID column 'IID' in the header; name the ID column with --id"),
+              std::string::npos);
+    EXPECT_NE(table_error("IID STATUS\n", r).find("line 1: no column 'AGE'"), std::string::npos);
+    EXPECT_NE(table_error("IID STATUS AGE AGE\n", r).find("'AGE' appears twice in the header"), std::string::npos);
+    EXPECT_NE(table_error("IID STATUS AGE\na 1\n", r).find("line 2: 2 fields where the header names 3"), std::string::npos);
+    EXPECT_NE(table_error("IID STATUS AGE\na 1 5\nb 0 6\na 1 7\n", r).find("line 4: sample ID 'a' appears again (first on line 2)"),
+              std::string::npos);
+    EXPECT_NE(table_error("IID STATUS AGE\nNA 1 5\n", r).find("line 2: the sample ID is missing"), std::string::npos);
+    EXPECT_NE(table_error("IID STATUS AGE\na 1 old\n", r).find("line 2: value 'old' of sample 'a' in column 'AGE' is neither"),
+              std::string::npos);
+    for (const char* v : {"inf", "nan", "0x1A", "1e", "1e999", "+", "1.2.3", "--1"})
+        EXPECT_NE(table_error(std::string("IID STATUS AGE\na 1 ") + v + "\n", r).find(std::string("'") + v + "'"),
+                  std::string::npos) << v;
+    EXPECT_EQ(read_phenotype_table("IID STATUS AGE\na 1 +.5e-3\nb 0 -7.\n", "ph.txt", r).error, "");
+    EXPECT_NE(table_error("IID STATUS AGE\na 3 1\n", r).find("status '3'"), std::string::npos);
+    TableRequest plink = r;
+    plink.plinkCoding = true;
+    EXPECT_NE(table_error("IID STATUS AGE\na 3 1\n", plink).find("is not 1 (control), 2 (case) or 0/-9"), std::string::npos);
+    const std::string longName(30, 'W');
+    EXPECT_NE(table_error("IID STATUS " + longName + "\n", status_request({longName})).find("longer than 29"),
+              std::string::npos);
+    TableRequest idAsCovariate = status_request({"IID"});
+    EXPECT_NE(table_error("IID STATUS\n", idAsCovariate).find("is the sample ID column"), std::string::npos);
+    TableRequest twice = status_request({"STATUS"});
+    EXPECT_NE(table_error("IID STATUS\n", twice).find("named twice"), std::string::npos);
+    TableRequest numeric = r;
+    numeric.responses = {"1"};
+    numeric.covariates = {};
+    EXPECT_NE(table_error("IID 1\n", numeric).find("is a number; rename it"), std::string::npos);
+    std::vector<std::string> many;
+    std::string head = "IID STATUS";
+    for (int i = 0; i < 41; ++i) {
+        many.push_back(std::string(1, 'C').append(std::to_string(i)));
+        head += ' ';
+        head += many.back();
+    }
+    EXPECT_NE(table_error(head + "\n", status_request(many)).find("41 covariates; at most 40"), std::string::npos);
+    many.resize(30);
+    EXPECT_NE(table_error(head + "\n", status_request(many)).find("more than the 99 the analysis reads"), std::string::npos);
+}
+
+// ---------------------------------------------------------------- pedigree and families
+
+namespace {
+
+PanelFamilies families(const std::string& fam, const std::vector<std::string>& vcf) {
+    const Pedigree p = read_pedigree(fam, "p.fam");
+    EXPECT_EQ(p.error, "");
+    return choose_families(p, vcf);
+}
+
+} // namespace
+
+TEST(PanelFamilies, TriosThenDuosThenSingletonsInVcfOrder) {
+    const std::string fam =
+        "A fa 0 0 1 -9\nA mo 0 0 2 -9\nA kid fa mo 1 -9\n"  // trio
+        "B p 0 0 1 -9\nB q 0 0 2 -9\nB c p q 2 -9\n"        // q is not in the VCF: duo p, c
+        "C lone 0 0 1 -9\n"
+        "D x 0 0 1 -9\nD y 0 0 2 -9\nD z x y 2 -9\n";       // both parents absent: z a singleton
+    const std::vector<std::string> vcf = {"lone", "c", "kid", "z", "mo", "p", "fa", "stranger"};
+    const PanelFamilies f = families(fam, vcf);
+    EXPECT_EQ(f.trios, 1);
+    EXPECT_EQ(f.duos, 1);
+    EXPECT_EQ(f.singletons, 3);
+    // trio: father, mother, child; duo: parent, child; then singletons in VCF order.
+    EXPECT_EQ(f.column, (std::vector<int>{6, 4, 2, 5, 1, 0, 3, 7}));
+    EXPECT_EQ(f.founders, (std::vector<int>{6, 4, 5, 0, 3, 7}));
+    EXPECT_EQ(f.notInPedigree, 1);
+    EXPECT_EQ(f.leftOut, 0);
+    EXPECT_EQ(f.pedigreeOnly, 3);  // q, x, y
+}
+
+TEST(PanelFamilies, NobodyTwiceAndNoTwoRelativesAmongTheUnits) {
+    // Three generations and a second child: the first trio by VCF order of the
+    // child is taken; every relative of it is left out, also as a singleton.
+    const std::string fam =
+        "F g1 0 0 1 -9\nF g2 0 0 2 -9\nF dad g1 g2 1 -9\nF mum 0 0 2 -9\nF k1 dad mum 1 -9\nF k2 dad mum 2 -9\n"
+        "H s1 0 0 1 -9\nH s2 0 0 2 -9\nH sib1 s1 s2 1 -9\nH sib2 s1 s2 1 -9\n";  // siblings, parents absent
+    const std::vector<std::string> vcf = {"g1", "g2", "dad", "mum", "k1", "k2", "sib1", "sib2"};
+    const PanelFamilies f = families(fam, vcf);
+    EXPECT_EQ(f.trios, 1);
+    EXPECT_EQ(f.duos, 0);
+    EXPECT_EQ(f.singletons, 1);
+    EXPECT_EQ(f.column, (std::vector<int>{0, 1, 2, 6}));  // g1 g2 dad; sib1 alone
+    EXPECT_EQ(f.leftOut, 4);                               // mum, k1, k2, sib2
+}
+
+TEST(PanelFamilies, PedigreeProblems) {
+    auto error = [](const std::string& text) { return read_pedigree(text, "p.fam").error; };
+    EXPECT_EQ(error("A a 0 0 1\n"), "'p.fam' line 1: 5 fields; a pedigree line holds family ID, person, father, mother, sex and phenotype");
+    EXPECT_EQ(error("A a 0 0 1 -9\n\nA a 0 0 1 -9\n"), "'p.fam' line 3: person 'a' appears again (first on line 1)");
+    EXPECT_EQ(error("A a a 0 1 -9\n"), "'p.fam' line 1: person 'a' is named as their own parent");
+    EXPECT_EQ(error("A a b b 1 -9\n"), "'p.fam' line 1: person 'a' has the same father and mother");
+    EXPECT_EQ(error("A 0 0 0 1 -9\n"), "'p.fam' line 1: person ID '0' (it means an unknown parent)");
+    EXPECT_EQ(error("\n\n"), "'p.fam': the pedigree lists nobody");
+    // A .ped line: the first six columns are read, the genotypes after them ignored.
+    EXPECT_EQ(error("A a 0 0 1 -9 A G C C\r\n"), "");
+}
+
+// ---------------------------------------------------------------- sites
+
+TEST(Sites, AllelesChromosomeNamesAndLetters) {
+    const std::string_view g = "G", ag = "AG", gc[2] = {"G", "C"}, del = "<DEL>", star = "*", n = "N";
+    EXPECT_EQ(classify_alleles("A", &g, 1), Skip::None);
+    EXPECT_EQ(classify_alleles("a", &g, 1), Skip::None);
+    EXPECT_EQ(classify_alleles("A", nullptr, 0), Skip::NoAlt);
+    EXPECT_EQ(classify_alleles("A", gc, 2), Skip::MultiAllelic);
+    EXPECT_EQ(classify_alleles("A", &ag, 1), Skip::Indel);
+    EXPECT_EQ(classify_alleles("A", &del, 1), Skip::Symbolic);
+    EXPECT_EQ(classify_alleles("A", &star, 1), Skip::Symbolic);
+    EXPECT_EQ(classify_alleles("A", &n, 1), Skip::OtherLetters);
+    EXPECT_EQ(chromosome_key("chr1"), "1");
+    EXPECT_EQ(chromosome_key("23"), "X");
+    EXPECT_EQ(chromosome_key("chrM"), "MT");
+    EXPECT_EQ(chromosome_key("chr"), "chr");
+}
+
+namespace {
+
+struct Rec {
+    const char* chrom;
+    long long pos;
+    const char* id;
+    Skip alleles = Skip::None;
+};
+
+// Runs records through the filter; the kept SNPs as "chrom pos id" lines.
+std::vector<std::string> filtered(const std::vector<Rec>& recs, Selection sel, SiteCounts* counts = nullptr) {
+    std::vector<std::string> out;
+    SiteFilter f(sel, [&](Kept& k) { out.push_back(k.key + " " + std::to_string(k.pos) + " " + k.id + (k.originalId.empty() ? "" : " was " + k.originalId)); });
+    for (const Rec& r : recs)
+        if (f.check(r.chrom, r.pos, r.alleles) == Skip::None) {
+            f.name(r.id);
+            f.hold();
+        }
+    f.finish();
+    if (counts) *counts = f.counts();
+    return out;
+}
+
+} // namespace
+
+TEST(Sites, DuplicatesUnsortedRegionAndRenamedIdentifiers) {
+    const std::string longId(30, 'r');
+    SiteCounts c;
+    const std::vector<std::string> kept = filtered(
+        {{"1", 100, "rs1"},
+         {"1", 200, "rs2"},
+         {"1", 200, "rs2b"},                    // repeated position: both go
+         {"1", 300, "rs3", Skip::Indel},        // an indel beside a SNP at the same position
+         {"1", 300, "."},                       // is not a repeat
+         {"1", 250, "rs4"},                     // out of order
+         {"1", 400, longId.c_str()},
+         {"1", 500, "rs1"},                     // identifier already used
+         {"chr2", 50, "rs9"},
+         {"1", 600, "rs6"}},                    // chromosome 1 again after 2
+        Selection{}, &c);
+    EXPECT_EQ(kept, (std::vector<std::string>{"1 100 rs1", "1 300 1:300 was .", "1 400 1:400 was " + longId,
+                                              "1 500 1:500 was rs1", "2 50 rs9"}));
+    EXPECT_EQ(c.records, 10u);
+    EXPECT_EQ(c.kept, 5u);
+    EXPECT_EQ(c.duplicate, 2u);
+    EXPECT_EQ(c.indel, 1u);
+    EXPECT_EQ(c.unsorted, 2u);
+    EXPECT_EQ(c.renamed, 3u);
+
+    Selection sel;
+    sel.chromosome = "2";
+    sel.from = 40;
+    sel.to = 60;
+    EXPECT_EQ(filtered({{"1", 50, "a"}, {"chr2", 30, "b"}, {"chr2", 50, "c"}, {"chr2", 70, "d"}}, sel, &c),
+              (std::vector<std::string>{"2 50 c"}));
+    EXPECT_EQ(c.otherChromosome, 1u);
+    EXPECT_EQ(c.region, 2u);
+}
+
+// ---------------------------------------------------------------- model
+
+TEST(Model, SpecificationTextAndDefaults) {
+    ModelRequest m;
+    m.categorical = {"SEX"};
+    EXPECT_EQ(covariates_of(m), (std::vector<std::string>{"SEX"}));
+    m.effect = {"G", "AGE", "G*SEX", "SEX"};
+    EXPECT_EQ(covariates_of(m), (std::vector<std::string>{"AGE", "SEX"}));
+    ASSERT_EQ(check_model(m, Response::Status, {"AGE", "SEX"}), "");
+    const int panel[3] = {2, 1, 5};
+    EXPECT_EQ(specification_text(m, panel),
+              "DESIGN = case-control\nPANEL = 2 1 5\nMODE = additive\nCATEGORICAL = SEX\nEFFECT = G AGE G*SEX SEX\n"
+              "OUTPUT = G\n");
+    ModelRequest d;
+    ASSERT_EQ(check_model(d, Response::TimeEvent, {"X1"}), "");
+    EXPECT_EQ(specification_text(d, nullptr), "DESIGN = cohort\nMODE = additive\nEFFECT = G X1\nOUTPUT = G\n");
+}
+
+TEST(Model, EveryNameIsChecked) {
+    auto error = [](ModelRequest m, Response r = Response::Status) { return check_model(m, r, {"AGE", "SEX"}); };
+    ModelRequest m;
+    m.design = "cohort";
+    EXPECT_EQ(error(m), "the cohort design needs --time and --event to name its response column");
+    m = {};
+    m.design = "twin";
+    EXPECT_NE(error(m).find("unknown design 'twin'"), std::string::npos);
+    m = {};
+    m.mode = "additiv";
+    EXPECT_NE(error(m).find("unknown mode 'additiv'"), std::string::npos);
+    m = {};
+    m.categorical = {"BMI"};
+    EXPECT_EQ(error(m), "CATEGORICAL: 'BMI' is not one of the covariates (AGE SEX)");
+    m = {};
+    m.dependent = {"SEX", "SEX"};
+    EXPECT_EQ(error(m), "DEPENDENT: 'SEX' is named twice");
+    m = {};
+    m.effect = {"G", "BMI"};
+    EXPECT_EQ(error(m), "EFFECT: 'BMI' is neither G nor a covariate");
+    m.effect = {"G", "G"};
+    EXPECT_EQ(error(m), "EFFECT: term 'G' is named twice");
+    m.effect = {"AGE*G"};
+    EXPECT_EQ(error(m), "EFFECT: write 'AGE*G' as G*AGE (or list G before it)");
+    m.effect = {"G*BMI"};
+    EXPECT_EQ(error(m), "EFFECT: 'BMI' in 'G*BMI' is neither G nor a covariate");
+    m.effect = {"G*AGE*SEX"};
+    EXPECT_EQ(error(m), "EFFECT: 'G*AGE*SEX' is not a product of two terms");
+    m.effect = {"AGE*AGE"};
+    EXPECT_EQ(error(m), "EFFECT: 'AGE*AGE' multiplies a term by itself");
+    m.effect = {"G", "SEX*AGE"};
+    m.output = {"AGE*SEX", "G"};
+    EXPECT_EQ(error(m), "");  // a product may be reported in either order
+    m.output = {"AGE"};
+    EXPECT_EQ(error(m), "OUTPUT: term 'AGE' is not among the EFFECT terms");
+    m.output = {"G", "G"};
+    EXPECT_EQ(error(m), "OUTPUT: term 'G' is named twice");
+}
+
+TEST(Model, ModelFileKeywordLines) {
+    ModelRequest m;
+    EXPECT_EQ(read_model_file("# model\nDESIGN = cohort\n\nEFFECT = G AGE\nEFFECT G*AGE\r\nOUTPUT = G G*AGE\nMODE dominant\n",
+                              "m.txt", m),
+              "");
+    EXPECT_EQ(m.design, "cohort");
+    EXPECT_EQ(m.mode, "dominant");
+    EXPECT_EQ(m.effect, (std::vector<std::string>{"G", "AGE", "G*AGE"}));
+    EXPECT_EQ(m.output, (std::vector<std::string>{"G", "G*AGE"}));
+    EXPECT_EQ(read_model_file("PANEL = 1 2 3\n", "m.txt", m),
+              "'m.txt' line 1: PANEL is filled in from the panel and the pedigree; leave it out");
+    EXPECT_EQ(read_model_file("EFFECTS = G\n", "m.txt", m),
+              "'m.txt' line 1: unknown keyword 'EFFECTS' (DESIGN, MODE, CATEGORICAL, DEPENDENT, EFFECT, OUTPUT)");
+    EXPECT_EQ(read_model_file("\nOUTPUT =\n", "m.txt", m), "'m.txt' line 2: OUTPUT has no value");
+    EXPECT_EQ(read_model_file("MODE = a b\n", "m.txt", m), "'m.txt' line 1: MODE takes one value");
+}
