@@ -48,11 +48,16 @@ TEST(StoppedRun, LeavesWholeLinesEqualToThoseOfAFullRun) {
   const std::size_t start = header_size(full_g);
   ASSERT_GT(start, 0u);
 
-  const std::pair<int, const char*> signals[] = {{SIGTERM, "SIGTERM"}, {SIGINT, "SIGINT"}, {SIGKILL, "SIGKILL"}};
-  for (const auto& [sig, name] : signals) {
+  // Each signal with another number of threads writing side by side.
+  const struct {
+    int sig;
+    const char* name;
+    const char* threads;
+  } stops[] = {{SIGTERM, "SIGTERM", "3"}, {SIGINT, "SIGINT", "1"}, {SIGKILL, "SIGKILL", "2"}};
+  for (const auto& [sig, name, threads] : stops) {
     SCOPED_TRACE(name);
     const std::string prefix = std::string("cut") + name;
-    Child child = start_in(dir.path(), KESTROVA_BIN, {"-ofile", prefix});
+    Child child = start_in(dir.path(), KESTROVA_BIN, {"-threads", threads, "-ofile", prefix});
     // Stop it once a few SNPs are written, so that the signal lands in the SNP loop.
     const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (size_of(dir, prefix + "_G.out") < start + 1000 && std::chrono::steady_clock::now() < give_up)
