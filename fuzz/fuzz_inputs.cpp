@@ -8,8 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "design/readin.h"
 #include "design/tags.h"
 #include "driver/panel_input.h"
+#include "driver/plan.h"
 #include "driver/snpmap.h"
 #include "driver/specfile.h"
 #include "driver/strand.h"
@@ -59,6 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   check_verdict(e);
   if (!e.empty() || d.study.n == 0) return 0;
   order_dependent_first(d.model, d.study);
+  if (d.model.design == kCrossSectional) classify_trait(d.study);
   e = read_genotypes(gfile.name(), d.model.mode, d.study);
   check_verdict(e);
   if (!e.empty()) return 0;
@@ -78,19 +81,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   drop_monomorphic(d.map, d.study, d.panel, d.model.mode, rs.ne);
 
-  // The tag search of each SNP that the loop would analyse from tags.
+  // The tag search of each SNP that the loop analyses from tags.
   TagContext ctx{rs, d.model, d.study, d.panel, d.map};
   TagWorkspace ws;
   TagChoice best;
   for (int s = 0; s < d.map.len(); s++) {
-    const MapEntry& me = d.map[s];
-    if (!rs.ne && me.panel >= 0 && me.study < 0) {
-      getMD_max(best, s, 0, ctx, ws);
-    } else if (me.study >= 0 && !(d.study.missing[me.study] < 1e-06) && (rs.ne || me.hap >= 0)) {
-      getMD_max(best, s, 1, ctx, ws);
-    } else {
-      continue;
-    }
+    const int path = snp_path(d, rs, s);
+    if (path != kUntyped && path != kTypedMissing) continue;
+    getMD_max(best, s, path == kTypedMissing ? 1 : 0, ctx, ws);
     if (best.md >= 1e-06 && best.set.size() < static_cast<std::size_t>(rs.M)) std::abort();
   }
   return 0;
