@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "core/nrerror.h"
+#include "driver/cost_warning.h"
 #include "driver/fatal.h"
 #include "driver/pipeline.h"
 #include "driver/runlog.h"
@@ -63,7 +64,8 @@ int main(int argc, char** argv) {
     one.threads = 1;
     all.threads = worker_count(settings);
     const char* names[3] = {"complete-data", "typed with missing", "untyped"};
-    double wall1 = 0.0, wall_n = 0.0;
+    double wall1 = 0.0, wall_n = 0.0, window_seconds = 0.0;
+    int windows = 0;
     try {
       for (int p = 0; p < 3; p++) {
         PathStats s1, sn;
@@ -72,6 +74,10 @@ int main(int argc, char** argv) {
         if (s1.count[p] == 0) continue;
         const double rate1 = s1.count[p] / s1.wall;
         wall1 += s1.wall;
+        if (p > 0) {
+          windows += s1.count[p];
+          window_seconds += s1.wall;
+        }
         std::printf("%-20s %6d SNPs: 1 thread %9.1f SNPs/s", names[p], s1.count[p], rate1);
         if (all.threads > 1) {
           if (std::string e = run_snps(data, all, &sn); !e.empty()) stop_with(e);
@@ -87,6 +93,15 @@ int main(int argc, char** argv) {
     if (all.threads > 1)
       std::printf("all paths: %.2f s by 1 thread, %.2f s by %d threads, speed-up %.2fx\n", wall1, wall_n,
                   all.threads, wall1 / wall_n);
+    // A dependence model: the seconds per haplotype window (one thread) over the
+    // cube of the estimated parameters, the constant of the run's cost warning.
+    const DependenceCost cost = dependence_cost(data.model, data.study);
+    if (cost.P > 0 && windows > 0) {
+      const double per_window = window_seconds / windows;
+      std::printf("dependence: J %d, P %d, %.2f s per window (warning's estimate %.2f s), P^3 constant %.2e\n",
+                  cost.J, cost.P, per_window, cost.seconds,
+                  per_window / (static_cast<double>(cost.P) * cost.P * cost.P));
+    }
   }
   std::printf("peak memory: %.0f MiB\n", peak_mib());
   return 0;

@@ -6,7 +6,10 @@
 # memory; then the load throughput of a genome-wide-sized study (5,000 subjects by
 # 100,500 study SNPs); then the conversion rate of kestrova-prepare (MB of
 # uncompressed VCF text per second, one core) on a study VCF of 2,000 subjects by
-# 20,100 SNPs with its panel.
+# 20,100 SNPs with its panel. Two cases time the costly paths on one thread:
+# typed SNPs with sporadic missing calls and no panel (the tag search), and a
+# cohort whose DEPENDENT covariate sits beside a continuous one (a covariate
+# pattern per subject) at three study sizes.
 #
 #   bash bench/run.sh [build-folder]   (LOAD=0 skips the large load test, PREPARE=0 the conversion)
 set -euo pipefail
@@ -30,7 +33,7 @@ run_case() {  # name, simulator options ..., then -- and kestrova options
     echo "${sim_args[*]}" >"$dir/args"
   fi
   echo "== $name ${run_args[*]}"
-  (cd "$dir" && "$bench" "${run_args[@]}" -ofile "$build/bench-$name" | grep -E '^(load|complete|typed|untyped|all paths|peak)')
+  (cd "$dir" && "$bench" "${run_args[@]}" -ofile "$build/bench-$name" | grep -E '^(load|complete|typed|untyped|all paths|dependence|peak)')
 }
 
 cc="--seed 11 --cases 1000 --controls 1000 --snps 300 --typed-share 0.67 --missing-share 0.2 --missing-rate 0.05 --trios 30 --duos 10 --singletons 60"
@@ -40,6 +43,14 @@ run_case case-control $cc -- -ne
 common="--snps 300 --typed-share 0.67 --missing-share 0.2 --missing-rate 0.05 --trios 30 --duos 10 --singletons 60"
 run_case cohort --seed 13 --design cohort --subjects 2000 --categorical 1 $common --
 run_case cross-sectional --seed 14 --design cross-sectional --subjects 2000 --covariates 1 $common --
+
+# No panel, 1,000 subjects, 2,000 typed SNPs each with about 1% missing calls.
+run_case ne-missing --seed 21 --cases 500 --controls 500 --snps 2000 --typed-share 1 --missing-share 1 --missing-rate 0.01 -- -ne -threads 1
+
+# EFFECT = G X1 C1 with C1 DEPENDENT and X1 continuous: J is about n.
+for n in 500 1000 2000; do
+  run_case dependence-$n --seed 23 --design cohort --subjects $n --covariates 1 --categorical 1 --dependent --snps 12 --typed-share 1 --missing-share 0.09 --missing-rate 0.02 -- -threads 1
+done
 
 if [ "${LOAD:-1}" != 0 ]; then
   run_case load --seed 12 --cases 2500 --controls 2500 --snps 150000 --typed-share 0.67 --trios 100 --duos 50 --singletons 200 -- --load-only

@@ -5,6 +5,7 @@
 // with quasi-Newton M-steps; the variance is the inverse observed information.
 // A fit whose variance is unusable is repeated with one dependence haplotype fewer.
 #include "analyses/a5_cc.h"
+#include "analyses/em_loop.h"
 
 #include <cmath>
 #include <cstddef>
@@ -235,22 +236,20 @@ int A5_v_CC(CCModel& m, double* theta, double* loglik, int* iter) {
   cb.gradient = [&m](const double*, double* g) { dloglike_CC(m, g); };
   cb.expected = [&m](const double* p) { exp_eval_CC(m, p); };
 
-  double f_new = 2.0, f_old = 1.0;
   exp_eval_CC(m, theta);
-  int count = 0;
-  *iter = 0;
-  while (std::fabs((f_new - f_old) / f_old) > kOuterRelativeChange) {
-    if (count == kMaxOuterIterations) return 0;
-    link_eval_CC(m);
-    double fret = 0.0;
-    int its = 0;
-    dfpmin_CC(theta, m.n, fret, its, cb);
-    f_old = f_new;
-    f_new = obs_loglike_CC(m);
-    count++;
-    *iter = count;
-  }
-  *loglik = -f_new;
+  double f = 0.0;
+  const int count = outer_em(
+      OuterStop{kOuterRelativeChange, true, kMaxOuterIterations},
+      [&] {
+        link_eval_CC(m);
+        double fret = 0.0;
+        int its = 0;
+        dfpmin_CC(theta, m.n, fret, its, cb);
+      },
+      [&] { return obs_loglike_CC(m); }, f);
+  *iter = count < 0 ? kMaxOuterIterations : count;
+  if (count < 0) return 0;
+  *loglik = -f;
   return 1;
 }
 
@@ -350,17 +349,13 @@ int A5_CC(Window& w, const StudyData& study, double* est, double* se, double* lo
   CCModel m(w, study, hapmap);
   std::vector<double> theta;
   Mat<double> V;
-  int success = 0;
-  while (success == 0 && G > 0) {
-    m.set_dependence(G);
+  const int success = fewer_dependence_haplotypes(G, w.pD, [&](int g) {
+    m.set_dependence(g);
     theta.assign(at(m.n), 0.0);
     for (int k = 1; k < m.KK; k++) theta[at(m.q + k - 1)] = std::log(freq[w.hap_freq[at(k)]] / freq[w.hap_freq[0]]);
-    if (!A5_v_CC(m, theta.data(), loglik, iter)) return 0;
-    success = A5_std_CC(m, theta.data(), V);
-    G--;
-    // Without dependence columns every retry would repeat the same fit.
-    if (w.pD == 0) break;
-  }
+    if (!A5_v_CC(m, theta.data(), loglik, iter)) return -1;
+    return A5_std_CC(m, theta.data(), V);
+  });
   if (!success) return 0;
   orig_freq(w, est, se, theta.data(), V, m.n);
   return 1;

@@ -6,6 +6,7 @@
 // the dependence part. Both fit by EM with a quasi-Newton M-step and form the
 // information from per-subject log-likelihoods at perturbed parameters.
 #include "analyses/a7.h"
+#include "analyses/em_loop.h"
 
 #include <algorithm>
 #include <cmath>
@@ -451,20 +452,19 @@ int A7_v_CS(CsState& st, double* theta, double* loglik, int* iter) {
   cb.objective = [&st](const double*) { return loglike_CS(st); };
   cb.gradient = [&st](const double* p, double* g) { dloglike_CS(st, p, g); };
   cb.expected = [&st](const double* p) { exp_eval_CS(st, p); };
-  double L_new = 2.0, L_old = 1.0;
-  int count = 0;
   exp_eval_CS(st, theta);
-  while (std::fabs((L_new - L_old) / L_old) >= kCsTolerance) {
-    if (count >= kCsMaxFitIterations) return 0;
-    link_eval_CS(st);
-    double fret = 0.0;
-    int its = 0;
-    dfpmin_CS(theta, st.P, fret, its, cb);
-    L_old = L_new;
-    L_new = obs_loglike_CS(st);
-    count++;
-  }
-  *loglik = L_new;
+  double L = 0.0;
+  const int count = outer_em(
+      OuterStop{kCsTolerance, false, kCsMaxFitIterations},
+      [&] {
+        link_eval_CS(st);
+        double fret = 0.0;
+        int its = 0;
+        dfpmin_CS(theta, st.P, fret, its, cb);
+      },
+      [&] { return obs_loglike_CS(st); }, L);
+  if (count < 0) return 0;
+  *loglik = L;
   *iter = count;
   return 1;
 }
@@ -507,22 +507,17 @@ int A7_CS_pl(Window& w, const StudyData& study, double* est, double* se, double*
     double L = 0.0;
     return A7_pl_CS_qnr(st, t, &L);
   };
-  int ok = 0, last_qq = -1;
-  while (!ok && ndep > 0) {
-    const int qq = w.pD * ndep;
-    // Without dependent design columns every refit is the same fit.
-    if (qq == last_qq) break;
-    last_qq = qq;
+  const int ok = fewer_dependence_haplotypes(ndep, w.pD, [&](int nd) {
+    const int qq = w.pD * nd;
     w.qq = qq;
     st.set_qq(qq);
     theta.assign(at(st.P), 0.0);
     cs_start(st, freq, theta.data());
-    if (!A7_v_CS(st, theta.data(), loglik, iter)) return 0;
+    if (!A7_v_CS(st, theta.data(), loglik, iter)) return -1;
     I = dmatrix(1, st.Pinfo, 1, st.Pinfo);
-    if (!information(st, theta.data(), I, profile)) return 0;
-    ok = usable_covariance(I, st.Pinfo);
-    ndep--;
-  }
+    if (!information(st, theta.data(), I, profile)) return -1;
+    return usable_covariance(I, st.Pinfo);
+  });
   if (!ok) return 0;
   report(st, est, se, theta.data(), I);
   return 1;

@@ -5,11 +5,14 @@
 #include "analyses/cohort.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
 #include <cmath>
 #include <cstddef>
 #include <unordered_map>
 
 #include "analyses/analyses.h"
+#include "analyses/em_loop.h"
 #include "core/ext_panel.h"
 #include "core/failtable.h"
 #include "core/freq.h"
@@ -121,9 +124,11 @@ void set_dependence(Window& w, CohortWork& cw, int qq) {
   const int q = cw.q, KK = cw.KK, J = cw.J;
   w.qq = qq;
   cw.qq = qq;
+  cw.tables_valid = false;
   cw.P = q + KK - 1 + (cw.dependence ? qq + J - 1 : 0);
   if (!cw.dependence) return;
   cw.W = dmatrix3(0, J - 1, 0, KK - 1, 0, KK - 1);
+  cw.SWthrough = dmatrix3(0, J - 1, 0, KK - 1, 0, KK - 1);
   cw.SW = dmatrix(0, KK - 1, 0, KK - 1);
   cw.D.assign(at(J) * at(KK) * at(KK) * at(qq), 0.0);
   // Dvec writes its entries behind the coefficients and ratios of a full vector.
@@ -153,20 +158,47 @@ void start_values(const Window& w, CohortWork& cw, const double* freq, double* t
 
 void exp_eval_CO(const Window&, CohortWork& cw, const double* theta) {
   const int q = cw.q, KK = cw.KK, J = cw.J, qq = cw.qq;
-  cw.U = 0.0;
-  for (int a = 0; a < KK; a++) {
-    const double alpha_a = a > 0 ? theta[q + a - 1] : 0.0;
-    for (int b = a; b < KK; b++) {
-      const double alpha_b = b > 0 ? theta[q + b - 1] : 0.0;
-      cw.E[a][b] = std::exp(alpha_a + alpha_b);
-      cw.U += (a == b ? 1.0 : 2.0) * cw.E[a][b];
+  // Each table is a function of some of the parameters; one whose parameters
+  // have the very bits they had at the last evaluation keeps its values. (The
+  // information step moves one parameter at a time, which with J patterns
+  // saves all but a few of the J x KK x KK pattern weights.)
+  const std::size_t P = at(cw.P);
+  const bool all = !cw.tables_valid || cw.tables_at.size() != P;
+  auto moved = [&](int from, int to) {
+    if (all) return true;
+    for (int i = from; i < to; i++)
+      if (std::bit_cast<std::uint64_t>(theta[i]) != std::bit_cast<std::uint64_t>(cw.tables_at[at(i)])) return true;
+    return false;
+  };
+  const bool beta_moved = moved(0, q);
+  const bool alpha_moved = moved(q, q + KK - 1);
+  const int eta0 = q + KK - 1, gamma0 = eta0 + qq;  // gamma_j at theta[gamma0 + j - 1]
+  const bool eta_moved = cw.dependence && moved(eta0, gamma0);
+  std::vector<unsigned char>& pattern_moved = cw.pattern_moved;
+  pattern_moved.assign(at(J), 0);
+  if (cw.dependence)
+    for (int j = 1; j < J; j++) pattern_moved[at(j)] = moved(gamma0 + j - 1, gamma0 + j) ? 1 : 0;
+  cw.tables_at.assign(theta, theta + P);
+  cw.tables_valid = true;
+
+  if (alpha_moved) {
+    cw.U = 0.0;
+    for (int a = 0; a < KK; a++) {
+      const double alpha_a = a > 0 ? theta[q + a - 1] : 0.0;
+      for (int b = a; b < KK; b++) {
+        const double alpha_b = b > 0 ? theta[q + b - 1] : 0.0;
+        cw.E[a][b] = std::exp(alpha_a + alpha_b);
+        cw.U += (a == b ? 1.0 : 2.0) * cw.E[a][b];
+      }
     }
   }
+  int first_moved = J;  // first pattern whose weights were recomputed
   if (cw.dependence) {
-    const double* eta = theta + q + KK - 1;
-    const double* gamma = eta + qq;  // gamma_j at gamma[j - 1]
+    const double* eta = theta + eta0;
     for (int j = 0; j < J; j++) {
-      const double gj = j > 0 ? gamma[j - 1] : 0.0;
+      if (!all && !eta_moved && !pattern_moved[at(j)]) continue;
+      if (first_moved == J) first_moved = j;
+      const double gj = j > 0 ? theta[gamma0 + j - 1] : 0.0;
       for (int a = 0; a < KK; a++)
         for (int b = a; b < KK; b++) {
           const double* Dp = dependence_entries(cw, j, a, b);
@@ -175,26 +207,38 @@ void exp_eval_CO(const Window&, CohortWork& cw, const double* theta) {
           cw.W(j, a, b) = std::exp(gj + s);
         }
     }
-    for (int a = 0; a < KK; a++)
-      for (int b = a; b < KK; b++) {
-        double s = 0.0;
-        for (int j = 0; j < J; j++) s += cw.W(j, a, b);
-        cw.SW[a][b] = s;
-      }
+    if (first_moved < J) {
+      // SumW(a,b) over the patterns in their order, pattern by pattern; the sums
+      // through each pattern are kept, so that the patterns before the first
+      // recomputed one need not be added again.
+      for (int a = 0; a < KK; a++)
+        for (int b = a; b < KK; b++) cw.SW[a][b] = first_moved > 0 ? cw.SWthrough(first_moved - 1, a, b) : 0.0;
+      for (int j = first_moved; j < J; j++)
+        for (int a = 0; a < KK; a++)
+          for (int b = a; b < KK; b++) {
+            cw.SW[a][b] += cw.W(j, a, b);
+            cw.SWthrough(j, a, b) = cw.SW[a][b];
+          }
+    }
   }
+  const bool weights_moved = first_moved < J;
   const std::size_t ncell = cw.cell_j.size();
-  for (std::size_t c = 0; c < ncell; c++) {
-    const double* Z = cw.cell_Z.data() + c * at(q);
-    double lp = 0.0;
-    for (int m = 0; m < q; m++) lp += theta[m] * Z[m];
-    cw.cell_lp[c] = lp;
-    cw.cell_r[c] = std::exp(lp);
-    const int a = cw.cell_a[c], b = cw.cell_b[c];
-    double base = cw.E[a][b];
-    if (cw.dependence) base = base * cw.W(cw.cell_j[c], a, b) / cw.SW[a][b];
-    cw.cell_base[c] = base;
-    cw.cell_logbase[c] = std::log(base);
-  }
+  if (beta_moved)
+    for (std::size_t c = 0; c < ncell; c++) {
+      const double* Z = cw.cell_Z.data() + c * at(q);
+      double lp = 0.0;
+      for (int m = 0; m < q; m++) lp += theta[m] * Z[m];
+      cw.cell_lp[c] = lp;
+      cw.cell_r[c] = std::exp(lp);
+    }
+  if (alpha_moved || weights_moved)
+    for (std::size_t c = 0; c < ncell; c++) {
+      const int a = cw.cell_a[c], b = cw.cell_b[c];
+      double base = cw.E[a][b];
+      if (cw.dependence) base = base * cw.W(cw.cell_j[c], a, b) / cw.SW[a][b];
+      cw.cell_base[c] = base;
+      cw.cell_logbase[c] = std::log(base);
+    }
 }
 
 void link_eval_CO(Window& w, CohortWork& cw) {
@@ -372,24 +416,23 @@ int A6_v_CO(Window& w, CohortWork& cw, double* theta, double* loglik, int* iter)
     exp_eval_CO(w, cw, p);
     ford_eval_CO(w, cw);
   };
-  double L_new = 2.0, L_old = 1.0;
-  int count = 0;
   exp_eval_CO(w, cw, theta);
   back_eval_CO(w, cw);
-  while (std::fabs((L_new - L_old) / L_old) >= kCohortFitTolerance) {
-    if (count == kCohortMaxFitIterations) return 0;
-    link_eval_CO(w, cw);
-    ford_eval_CO(w, cw);
-    double fret = 0.0;
-    int its = 0;
-    dfpmin_CO(theta, cw.P, fret, its, cb);
-    lam_eval_CO(w, cw);
-    back_eval_CO(w, cw);
-    L_old = L_new;
-    L_new = obs_loglike_CO(w, cw);
-    count++;
-  }
-  *loglik = L_new;
+  double L = 0.0;
+  const int count = outer_em(
+      OuterStop{kCohortFitTolerance, false, kCohortMaxFitIterations},
+      [&] {
+        link_eval_CO(w, cw);
+        ford_eval_CO(w, cw);
+        double fret = 0.0;
+        int its = 0;
+        dfpmin_CO(theta, cw.P, fret, its, cb);
+        lam_eval_CO(w, cw);
+        back_eval_CO(w, cw);
+      },
+      [&] { return obs_loglike_CO(w, cw); }, L);
+  if (count < 0) return 0;
+  *loglik = L;
   *iter = count;
   return 1;
 }
@@ -427,21 +470,28 @@ int A6_information_CO(Window& w, CohortWork& cw, double* theta, Mat<double>& I) 
     for (int i = 1; i <= P; i++)
       for (int j = i + 1; j <= P; j++) I[j][i] = I[i][j];
   }
-  // s[i][p] = ell_i(theta + h e_p) - ell_i(theta): the subject's profile score times h.
+  // score[p][i] = ell_i(theta + h e_p) - ell_i(theta): the subject's profile score
+  // times h, each parameter's scores contiguous.
   const double h = 1.0 / cw.n_new;
-  Mat<double> s = dmatrix(0, n > 0 ? n - 1 : 0, 0, P - 1);
-  for (int i = 0; i < n; i++)
-    for (int p = 0; p < P; p++) s[i][p] = -cw.ell[at(i)];
+  const std::size_t nn = at(n);
+  std::vector<double>& score = cw.score;
+  score.assign(at(P) * nn, 0.0);
+  for (int p = 0; p < P; p++) {
+    double* sp = score.data() + at(p) * nn;
+    for (std::size_t i = 0; i < nn; i++) sp[i] = -cw.ell[i];
+  }
   for (int p = 0; p < P; p++) {
     theta[p] += h;
     double l = 0.0;
     const int ok = A6_pl_CO(w, cw, theta, l);
     theta[p] -= h;
     if (!ok) return 0;
-    for (int i = 0; i < n; i++) s[i][p] += cw.ell[at(i)];
+    double* sp = score.data() + at(p) * nn;
+    for (std::size_t i = 0; i < nn; i++) sp[i] += cw.ell[i];
     for (int m = 0; m <= p; m++) {
+      const double* sm = score.data() + at(m) * nn;
       double sum = 0.0;
-      for (int i = 0; i < n; i++) sum += s[i][p] * s[i][m];
+      for (std::size_t i = 0; i < nn; i++) sum += sp[i] * sm[i];
       I[p + 1][m + 1] += sum / (h * h);
     }
   }
@@ -482,12 +532,10 @@ int A6_CO(Window& w, const StudyData& study, double* est, double* se, double* lo
   prepare_cohort(w, study, hapmap, true, cw);
   std::vector<double> theta;
   Mat<double> I;
-  int ok = 0;
-  while (ok == 0 && ndep > 0) {
-    set_dependence(w, cw, w.pD * ndep);
-    ok = fit_and_invert(w, cw, freq, theta, I, loglik, iter);
-    ndep--;
-  }
+  const int ok = fewer_dependence_haplotypes(ndep, w.pD, [&](int nd) {
+    set_dependence(w, cw, w.pD * nd);
+    return fit_and_invert(w, cw, freq, theta, I, loglik, iter);
+  });
   if (ok == 1) orig_freq(w, est, se, theta.data(), I, cw.P);
   freeFlist(w);
   return ok == 1 ? 1 : 0;

@@ -69,7 +69,13 @@ struct CohortWork {
   double U = 0.0;
   Arr3<double> W;          // J x KK x KK
   Mat<double> SW;          // KK x KK
+  Arr3<double> SWthrough;  // J x KK x KK: the sum of W over patterns 0..j
   std::vector<double> D;   // ((j * KK + a) * KK + b) * qq + m
+
+  // The parameters the tables above were last evaluated at (see exp_eval_CO).
+  bool tables_valid = false;
+  std::vector<double> tables_at;
+  std::vector<unsigned char> pattern_moved;
 
   std::vector<double> lambda;  // baseline jumps, 0..T (lambda_0 = 0)
   std::vector<double> ell;     // per list position: subject's observed log-likelihood
@@ -79,6 +85,7 @@ struct CohortWork {
 
   // Scratch of the gradient and the profile, sized once.
   std::vector<double> S1, pos_A, dU, delta_lambda, previous;
+  std::vector<double> score;  // the information's profile scores, P rows of n
 };
 
 // After makeFlist: the table walk, the event indicators and the cells of the

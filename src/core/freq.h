@@ -18,6 +18,7 @@ inline constexpr double kImproperVariance = 100.0;  // a variance this large or 
 // For the case-control design (w.design 1) only subjects whose STATUS (indexed by
 // subject idx; unused otherwise) is s1 or s2 take part. Every subject or family
 // taking part counts toward the number of haplotypes, even one without entries.
+// Subjects that share a row of pairs (see StudyList) share its weights.
 // Returns 1 when converged, 0 at the iteration cap. Each taking-part entry's weight
 // is left at its posterior under the frequencies of the last E-step.
 int A1(Window& w, double* f, int s1, int s2, int study_switch, int panel_switch, const int* STATUS);

@@ -26,11 +26,11 @@ struct RowMasks {
   int bad[4] = {0, 0, 0, 0};  // index 2a + b
 };
 
-inline RowMasks row_masks(const Mat<int>& geno, long r, int M) {
+inline RowMasks row_masks(const int* row, int M) {
   RowMasks m;
   for (int j = 0; j < M; j++) {
     const int bit = 1 << (M - 1 - j);
-    const int g = geno[r][j];
+    const int g = row[j];
     for (int a = 0; a <= 1; a++)
       for (int b = 0; b <= 1; b++)
         if (snp_rejects(g, a, b)) m.bad[2 * a + b] |= bit;
@@ -39,6 +39,8 @@ inline RowMasks row_masks(const Mat<int>& geno, long r, int M) {
   }
   return m;
 }
+
+inline RowMasks row_masks(const Mat<int>& geno, long r, int M) { return row_masks(&geno[r][0], M); }
 
 inline bool accepts(const RowMasks& m, int ha, int hb, int all) {
   const int na = ~ha & all, nb = ~hb & all;
@@ -74,11 +76,11 @@ namespace {
 // out SNP by SNP instead of testing every pair in the candidate range, then put
 // in the scan's order (ha ascending, then hb): the same list, found faster.
 // Returns false, leaving out untouched, for a row with other codes.
-bool append_pairs_direct(std::vector<PairNode>& out, const Mat<int>& geno, long r, int M,
-                         std::vector<std::pair<int, int>>& pairs, std::vector<std::pair<int, int>>& next) {
+bool append_pairs_direct(std::vector<PairNode>& out, const int* row, int M, std::vector<std::pair<int, int>>& pairs,
+                         std::vector<std::pair<int, int>>& next) {
   pairs.assign(1, {0, 0});
   for (int j = 0; j < M; j++) {
-    const int g = geno[r][j];
+    const int g = row[j];
     if (g != 0 && g != 1 && g != 2 && g != 9) return false;
     next.clear();
     for (auto [a, b] : pairs) {
@@ -106,6 +108,11 @@ bool append_pairs_direct(std::vector<PairNode>& out, const Mat<int>& geno, long 
 
 }  // namespace
 
+void row_pairs(std::vector<PairNode>& out, const int* row, int M) {
+  std::vector<std::pair<int, int>> pairs, next;
+  if (!append_pairs_direct(out, row, M, pairs, next)) append_pairs(out, row_masks(row, M), (1 << M) - 1);
+}
+
 void makelist(StudyList& list, const Mat<int>& geno, int n, int M) {
   list.clear();
   const int all = (1 << M) - 1;
@@ -113,7 +120,8 @@ void makelist(StudyList& list, const Mat<int>& geno, int n, int M) {
   for (int i = 0; i < n; i++) {
     SubjectNode s;
     s.first = static_cast<int>(list.pairs.size());
-    if (!append_pairs_direct(list.pairs, geno, i, M, pairs, next)) append_pairs(list.pairs, row_masks(geno, i, M), all);
+    const int* row = &geno[i][0];
+    if (!append_pairs_direct(list.pairs, row, M, pairs, next)) append_pairs(list.pairs, row_masks(row, M), all);
     s.last = static_cast<int>(list.pairs.size());
     s.idx = i;
     list.subjects.push_back(s);

@@ -24,6 +24,9 @@ struct SubjectNode {
   double work = 0.0;  // working value of the analyses
 };
 
+// Subjects with the same genotype row may share one pair range (the tag search
+// lists them so): shared ranges then lie in the order of their first subject,
+// and every listed subject takes part in the frequency estimation.
 struct StudyList {
   std::vector<SubjectNode> subjects;
   std::vector<PairNode> pairs;
@@ -67,6 +70,10 @@ int indicator(const int* row, int ha, int hb, int M);
 // Study list for rows 0..n-1 of geno (n rows by M columns, base 0): every subject,
 // in row order, with its compatible pairs ha <= hb in ascending order.
 void makelist(StudyList& list, const Mat<int>& geno, int n, int M);
+
+// Appends the compatible pairs (ha <= hb, ascending) of one genotype row of M codes:
+// the pairs makelist lists for a subject with that row.
+void row_pairs(std::vector<PairNode>& out, const int* row, int M);
 
 // Panel list from the panel's genotype rows: 3 rows per trio (parent 1, parent 2,
 // child), then 2 per duo (parent, child), then 1 per singleton.

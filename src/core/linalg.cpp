@@ -1,69 +1,89 @@
 #include "core/linalg.h"
 
 #include <cmath>
+#include <vector>
+
+// The loops run on row pointers with 0-based offsets (a[i][j] is at rows[i - 1][j - 1])
+// so that every inner product walks contiguous memory; the terms and their order
+// are those of the 1-based formulation.
 
 void ludcmp(Mat<double>& a, int n, Vec<int>& indx) {
-  Vec<double> vv = dvector(1, n);
-  for (int i = 1; i <= n; i++) {
+  const std::size_t N = static_cast<std::size_t>(n);
+  std::vector<double*> rows(N);
+  for (std::size_t i = 0; i < N; i++) rows[i] = &a[static_cast<long>(i) + 1][1];
+  std::vector<double> vv(N);
+  for (std::size_t i = 0; i < N; i++) {
     double big = 0.0;
-    for (int j = 1; j <= n; j++) {
-      double temp = std::fabs(a[i][j]);
+    for (std::size_t j = 0; j < N; j++) {
+      double temp = std::fabs(rows[i][j]);
       if (temp > big) big = temp;
     }
     if (big == 0.0) nrerror("Sigmatrix in ludcmp");
     vv[i] = 1.0 / big;
   }
-  for (int j = 1; j <= n; j++) {
-    for (int i = 1; i < j; i++) {
-      double sum = a[i][j];
-      for (int k = 1; k < i; k++) sum -= a[i][k] * a[k][j];
-      a[i][j] = sum;
+  // Column j is worked on in a contiguous copy.
+  std::vector<double> col(N);
+  for (std::size_t j = 0; j < N; j++) {
+    for (std::size_t i = 0; i < N; i++) col[i] = rows[i][j];
+    for (std::size_t i = 0; i < j; i++) {
+      const double* ai = rows[i];
+      double sum = col[i];
+      for (std::size_t k = 0; k < i; k++) sum -= ai[k] * col[k];
+      col[i] = sum;
     }
     double big = 0.0;
-    int imax = j;
-    for (int i = j; i <= n; i++) {
-      double sum = a[i][j];
-      for (int k = 1; k < j; k++) sum -= a[i][k] * a[k][j];
-      a[i][j] = sum;
+    std::size_t imax = j;
+    for (std::size_t i = j; i < N; i++) {
+      const double* ai = rows[i];
+      double sum = col[i];
+      for (std::size_t k = 0; k < j; k++) sum -= ai[k] * col[k];
+      col[i] = sum;
       double dum = vv[i] * std::fabs(sum);
       if (dum >= big) {
         big = dum;
         imax = i;
       }
     }
+    for (std::size_t i = 0; i < N; i++) rows[i][j] = col[i];
     if (j != imax) {
-      for (int k = 1; k <= n; k++) {
-        double dum = a[imax][k];
-        a[imax][k] = a[j][k];
-        a[j][k] = dum;
+      for (std::size_t k = 0; k < N; k++) {
+        double dum = rows[imax][k];
+        rows[imax][k] = rows[j][k];
+        rows[j][k] = dum;
       }
       vv[imax] = vv[j];
     }
-    indx[j] = imax;
-    if (a[j][j] == 0.0) a[j][j] = kLuTiny;
-    if (j != n) {
-      for (int i = j + 1; i <= n; i++) a[i][j] /= a[j][j];
+    indx[static_cast<long>(j) + 1] = static_cast<int>(imax) + 1;
+    if (rows[j][j] == 0.0) rows[j][j] = kLuTiny;
+    if (j + 1 != N) {
+      const double pivot = rows[j][j];
+      for (std::size_t i = j + 1; i < N; i++) rows[i][j] /= pivot;
     }
   }
 }
 
 void lubksb(const Mat<double>& a, int n, const Vec<int>& indx, Vec<double>& b) {
-  int ii = 0;
-  for (int i = 1; i <= n; i++) {
-    int ip = indx[i];
-    double sum = b[ip];
-    b[ip] = b[i];
+  if (n < 1) return;
+  const std::size_t N = static_cast<std::size_t>(n);
+  double* x = &b[1];  // x[i - 1] = b[i]
+  std::size_t ii = 0;  // 1 + the first index with a non-zero value; 0 while none
+  for (std::size_t i = 0; i < N; i++) {
+    const double* ai = &a[static_cast<long>(i) + 1][1];
+    const std::size_t ip = static_cast<std::size_t>(indx[static_cast<long>(i) + 1]) - 1;
+    double sum = x[ip];
+    x[ip] = x[i];
     if (ii) {
-      for (int j = ii; j <= i - 1; j++) sum -= a[i][j] * b[j];
+      for (std::size_t j = ii - 1; j < i; j++) sum -= ai[j] * x[j];
     } else if (sum != 0.0) {
-      ii = i;
+      ii = i + 1;
     }
-    b[i] = sum;
+    x[i] = sum;
   }
-  for (int i = n; i >= 1; i--) {
-    double sum = b[i];
-    for (int j = i + 1; j <= n; j++) sum -= a[i][j] * b[j];
-    b[i] = sum / a[i][i];
+  for (std::size_t i = N; i-- > 0;) {
+    const double* ai = &a[static_cast<long>(i) + 1][1];
+    double sum = x[i];
+    for (std::size_t j = i + 1; j < N; j++) sum -= ai[j] * x[j];
+    x[i] = sum / ai[i];
   }
 }
 

@@ -1,6 +1,8 @@
 #include "core/minimiser.h"
 
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "core/arrays.h"
 
@@ -73,20 +75,60 @@ void lnsrch(int n, const double* xold, double fold, const double* g, double* xi,
   }
 }
 
+namespace {
+
+// Working storage of the minimiser, kept per thread and grown as needed, so that
+// neither a fit nor its iterations allocate. The inverse-Hessian approximation
+// is a contiguous row-major n x n block.
+struct DfpminWork {
+  std::vector<double> dg, g, hdg, pnew, xi, hessin;
+  void size(int n) {
+    const std::size_t N = static_cast<std::size_t>(n);
+    for (std::vector<double>* v : {&dg, &g, &hdg, &pnew, &xi}) v->resize(N);
+    hessin.resize(N * N);
+  }
+};
+
+// Copies the upper triangle of the n x n block h into the lower, tile by tile.
+void mirror_upper(double* h, std::size_t n) {
+  constexpr std::size_t tile = 32;
+  for (std::size_t i0 = 0; i0 < n; i0 += tile)
+    for (std::size_t j0 = i0; j0 < n; j0 += tile)
+      for (std::size_t i = i0; i < std::min(i0 + tile, n); i++)
+        for (std::size_t j = std::max(j0, i + 1); j < std::min(j0 + tile, n); j++) h[j * n + i] = h[i * n + j];
+}
+
+}  // namespace
+
 void dfpmin(double* p, int n, double& fret, int& iter, const MinimiserCallbacks& cb, double step_scale) {
-  Vec<double> dg = dvector(0, n - 1);
-  Vec<double> g = dvector(0, n - 1);
-  Vec<double> hdg = dvector(0, n - 1);
-  Vec<double> pnew = dvector(0, n - 1);
-  Vec<double> xi = dvector(0, n - 1);
-  Mat<double> hessin = dmatrix(0, n - 1, 0, n - 1);
+  // A minimisation started from inside another one's callbacks gets its own storage.
+  thread_local DfpminWork shared;
+  thread_local bool in_use = false;
+  DfpminWork nested;
+  DfpminWork& work = in_use ? nested : shared;
+  const bool owner = !in_use;
+  in_use = true;
+  struct Release {
+    bool owner;
+    ~Release() {
+      if (owner) in_use = false;
+    }
+  } release{owner};
+  work.size(n);
+  const std::size_t N = static_cast<std::size_t>(n);
+  double* dg = work.dg.data();
+  double* g = work.g.data();
+  double* hdg = work.hdg.data();
+  double* pnew = work.pnew.data();
+  double* xi = work.xi.data();
+  double* hessin = work.hessin.data();  // hessin[i * N + j]
 
   double fp = cb.objective(p);
-  cb.gradient(p, g.begin());
+  cb.gradient(p, g);
   double sum = 0.0;
-  for (int i = 0; i < n; i++) {
-    for (int j = 0; j < n; j++) hessin[i][j] = 0.0;
-    hessin[i][i] = 1.0;
+  for (std::size_t i = 0; i < N; i++) {
+    for (std::size_t j = 0; j < N; j++) hessin[i * N + j] = 0.0;
+    hessin[i * N + i] = 1.0;
     xi[i] = -g[i];
     sum += p[i] * p[i];
   }
@@ -95,37 +137,39 @@ void dfpmin(double* p, int n, double& fret, int& iter, const MinimiserCallbacks&
 
   for (int its = 1; its <= kMinimiserMaxIterations; its++) {
     iter = its;
-    lnsrch(n, p, fp, g.begin(), xi.begin(), pnew.begin(), fret, stpmax, cb);
+    lnsrch(n, p, fp, g, xi, pnew, fret, stpmax, cb);
     fp = fret;
-    for (int i = 0; i < n; i++) {
+    for (std::size_t i = 0; i < N; i++) {
       xi[i] = pnew[i] - p[i];
       p[i] = pnew[i];
     }
 
     double test = 0.0;
-    for (int i = 0; i < n; i++) {
+    for (std::size_t i = 0; i < N; i++) {
       double temp = std::fabs(xi[i]) / larger(std::fabs(p[i]), 1.0);
       if (temp > test) test = temp;
     }
     if (test < kStepTolerance) return;
 
-    for (int i = 0; i < n; i++) dg[i] = g[i];
-    cb.gradient(p, g.begin());
+    for (std::size_t i = 0; i < N; i++) dg[i] = g[i];
+    cb.gradient(p, g);
     test = 0.0;
     double den = larger(fret, 1.0);
-    for (int i = 0; i < n; i++) {
+    for (std::size_t i = 0; i < N; i++) {
       double temp = std::fabs(g[i]) * larger(std::fabs(p[i]), 1.0) / den;
       if (temp > test) test = temp;
     }
     if (test < kGradientTolerance) return;
 
-    for (int i = 0; i < n; i++) dg[i] = g[i] - dg[i];
-    for (int i = 0; i < n; i++) {
-      hdg[i] = 0.0;
-      for (int j = 0; j < n; j++) hdg[i] += hessin[i][j] * dg[j];
+    for (std::size_t i = 0; i < N; i++) dg[i] = g[i] - dg[i];
+    for (std::size_t i = 0; i < N; i++) {
+      const double* hi = hessin + i * N;
+      double s = 0.0;
+      for (std::size_t j = 0; j < N; j++) s += hi[j] * dg[j];
+      hdg[i] = s;
     }
     double fac = 0.0, fae = 0.0, sumdg = 0.0, sumxi = 0.0;
-    for (int i = 0; i < n; i++) {
+    for (std::size_t i = 0; i < N; i++) {
       fac += dg[i] * xi[i];
       fae += dg[i] * hdg[i];
       sumdg += dg[i] * dg[i];
@@ -136,17 +180,18 @@ void dfpmin(double* p, int n, double& fret, int& iter, const MinimiserCallbacks&
       fac = 1.0 / fac;
       double fad = 1.0 / fae;
       // dg now holds u = fac xi - fad hdg.
-      for (int i = 0; i < n; i++) dg[i] = fac * xi[i] - fad * hdg[i];
-      for (int i = 0; i < n; i++) {
-        for (int j = i; j < n; j++) {
-          hessin[i][j] += fac * xi[i] * xi[j] - fad * hdg[i] * hdg[j] + fae * dg[i] * dg[j];
-          hessin[j][i] = hessin[i][j];
-        }
+      for (std::size_t i = 0; i < N; i++) dg[i] = fac * xi[i] - fad * hdg[i];
+      for (std::size_t i = 0; i < N; i++) {
+        double* hi = hessin + i * N;
+        for (std::size_t j = i; j < N; j++) hi[j] += fac * xi[i] * xi[j] - fad * hdg[i] * hdg[j] + fae * dg[i] * dg[j];
       }
+      mirror_upper(hessin, N);
     }
-    for (int i = 0; i < n; i++) {
-      xi[i] = 0.0;
-      for (int j = 0; j < n; j++) xi[i] -= hessin[i][j] * g[j];
+    for (std::size_t i = 0; i < N; i++) {
+      const double* hi = hessin + i * N;
+      double s = 0.0;
+      for (std::size_t j = 0; j < N; j++) s -= hi[j] * g[j];
+      xi[i] = s;
     }
   }
 }

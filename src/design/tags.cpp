@@ -1,5 +1,7 @@
 #include "design/tags.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <limits>
 
 #include "core/freq.h"
@@ -49,73 +51,69 @@ void collect_candidates(const TagContext& ctx, int s, int typed, std::vector<int
 }
 
 
-// Haplotype frequencies of the set's SNPs from the study by EM, with subjects of
-// identical genotypes taken together: one pair list per distinct genotype row,
-// weighted by how many subjects share it. The estimate is the study EM's (the
-// same E-step, M-step and stopping rule; only the order of summation differs), at
-// a fraction of the cost, which matters because every candidate set is scored.
-void study_frequencies(const std::vector<int>& set, const TagContext& ctx, TagWorkspace& ws, double* f) {
+// The study list of a set: every subject taking part, in subject order, its pairs
+// those of its genotype row over the set. Subjects with the same row share one
+// pair range, so that the frequency estimation weighs each distinct row once per
+// iteration while still adding up the subjects one by one. A row is keyed by its
+// codes (0, 1, 2, missing as 3) as base-4 digits; its pairs are listed once per
+// run. The keys of all SNPs but the last are kept from the previous set, which
+// the search's order makes the usual case.
+void study_list(const std::vector<int>& set, const TagContext& ctx, TagWorkspace& ws, StudyList& list) {
   const StudyData& sd = ctx.study;
   const int M = static_cast<int>(set.size());
-  const int K = 1 << M;
-  Window& w = ws.w;
-  // Genotype codes 0, 1, 2 and missing as base-4 digits of a row key.
-  std::vector<int>& group_of_key = ws.group_of_key;
-  group_of_key.assign(static_cast<std::size_t>(1) << (2 * M), -1);
-  std::vector<int>& key = ws.keys;
-  key.assign(static_cast<std::size_t>(sd.n), 0);
-  for (int j = 0; j < M; j++) {
-    const std::uint8_t* g = sd.genotypes(ctx.map[set[j]].study);
-    for (int i = 0; i < sd.n; i++) key[i] = 4 * key[i] + (g[i] <= 2 ? g[i] : 3);
+  const std::size_t n = static_cast<std::size_t>(sd.n);
+  auto code = [](std::uint8_t g) { return g <= 2 ? static_cast<int>(g) : 3; };
+  if (ws.prefix_study != &sd || ws.prefix_set.size() != set.size() - 1 ||
+      !std::equal(ws.prefix_set.begin(), ws.prefix_set.end(), set.begin())) {
+    ws.prefix_study = &sd;
+    ws.prefix_set.assign(set.begin(), set.end() - 1);
+    ws.prefix_key.assign(n, 0);
+    for (int j = 0; j + 1 < M; j++) {
+      const std::uint8_t* g = sd.genotypes(ctx.map[set[static_cast<std::size_t>(j)]].study);
+      for (std::size_t i = 0; i < n; i++) ws.prefix_key[i] = 4 * ws.prefix_key[i] + code(g[i]);
+    }
   }
-  std::vector<double>& mult = ws.mult;
-  mult.clear();
-  int rows = 0;
-  double taking_part = 0.0;
-  for (int i = 0; i < sd.n; i++) {
+  const std::size_t keys = std::size_t{1} << (2 * M);
+  if (ws.key_first.size() != keys + 1) {
+    // Pairs of every possible row, listed when first needed.
+    ws.key_first.assign(keys + 1, -1);
+    ws.key_pairs.clear();
+    ws.key_count.assign(keys, 0);
+    ws.row_of_key.assign(keys, -1);
+  }
+  const std::uint8_t* last = sd.genotypes(ctx.map[set.back()].study);
+  list.clear();
+  ws.used_keys.clear();
+  std::vector<int>& range = ws.row_range;  // first and last pair of each row of the list
+  range.clear();
+  std::vector<int> row(static_cast<std::size_t>(M));
+  for (std::size_t i = 0; i < n; i++) {
     // Cases and controls alike for the case-control design; every subject otherwise.
     if (ctx.model.design == kCaseControl && sd.STATUS[i] != 0 && sd.STATUS[i] != 1) continue;
-    taking_part += 1.0;
-    int& g = group_of_key[static_cast<std::size_t>(key[i])];
-    if (g < 0) {
-      g = rows++;
-      mult.push_back(0.0);
-    }
-    mult[g] += 1.0;
-  }
-  if (ws.geno.rows() != rows || ws.geno.cols() != M) ws.geno = imatrix(0, rows - 1, 0, M - 1);
-  for (std::size_t k = 0; k < group_of_key.size(); k++) {
-    const int g = group_of_key[k];
-    if (g < 0) continue;
-    for (int j = M - 1, rest = static_cast<int>(k); j >= 0; j--, rest /= 4) ws.geno[g][j] = rest % 4 == 3 ? 9 : rest % 4;
-  }
-  makelist(w.list, ws.geno, rows, M);
-
-  std::vector<double> d(static_cast<std::size_t>(K), 1.0), fnew(static_cast<std::size_t>(K));
-  for (int iter = 0; length(d.data(), K) >= kEmTolerance && iter < kEmMaxIterations; iter++) {
-    std::fill(fnew.begin(), fnew.end(), 0.0);
-    for (const SubjectNode& sn : w.list.subjects) {
-      double P = 0.0;
-      for (int p = sn.first; p < sn.last; p++) {
-        PairNode& pr = w.list.pairs[p];
-        pr.w = (pr.h1 == pr.h2 ? 1.0 : 2.0) * f[pr.h1] * f[pr.h2];
-        P += pr.w;
+    const int key = 4 * ws.prefix_key[i] + code(last[i]);
+    int& r = ws.row_of_key[static_cast<std::size_t>(key)];
+    if (r < 0) {
+      if (ws.key_first[static_cast<std::size_t>(key)] < 0) {
+        for (int j = M - 1, rest = key; j >= 0; j--, rest /= 4) row[static_cast<std::size_t>(j)] = rest % 4 == 3 ? 9 : rest % 4;
+        const std::size_t first = ws.key_pairs.size();
+        row_pairs(ws.key_pairs, row.data(), M);
+        ws.key_first[static_cast<std::size_t>(key)] = static_cast<int>(first);
+        ws.key_count[static_cast<std::size_t>(key)] = static_cast<int>(ws.key_pairs.size() - first);
       }
-      if (P == 0.0) P = 1.0;
-      const double count = mult[sn.idx];
-      for (int p = sn.first; p < sn.last; p++) {
-        PairNode& pr = w.list.pairs[p];
-        pr.w = pr.w / P;
-        fnew[pr.h1] += count * pr.w / 2.0;
-        fnew[pr.h2] += count * pr.w / 2.0;
-      }
+      r = static_cast<int>(range.size() / 2);
+      ws.used_keys.push_back(key);
+      const auto from = ws.key_pairs.begin() + ws.key_first[static_cast<std::size_t>(key)];
+      range.push_back(static_cast<int>(list.pairs.size()));
+      list.pairs.insert(list.pairs.end(), from, from + ws.key_count[static_cast<std::size_t>(key)]);
+      range.push_back(static_cast<int>(list.pairs.size()));
     }
-    for (int h = 0; h < K; h++) {
-      const double next = fnew[h] / taking_part;
-      d[h] = next - f[h];
-      f[h] = next;
-    }
+    SubjectNode sn;
+    sn.first = range[2 * static_cast<std::size_t>(r)];
+    sn.last = range[2 * static_cast<std::size_t>(r) + 1];
+    sn.idx = static_cast<int>(i);
+    list.subjects.push_back(sn);
   }
+  for (int key : ws.used_keys) ws.row_of_key[static_cast<std::size_t>(key)] = -1;
 }
 
 }  // namespace
@@ -184,7 +182,8 @@ double getMD(const std::vector<int>& set, int typed, const TagContext& ctx, TagW
       makelist_ex(w.list_ex, ws.geno, ctx.model.nTR, ctx.model.nDU, ctx.model.nUN, M);
       A1(w, f, -1, -1, -1, 1, ctx.study.STATUS.data());
     } else {
-      study_frequencies(set, ctx, ws, f);
+      study_list(set, ctx, ws, w.list);
+      A1(w, f, 0, 1, 1, -1, ctx.study.STATUS.data());
     }
   }
   double total = 0.0;

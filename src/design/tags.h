@@ -30,8 +30,12 @@ struct TagWorkspace {
   Mat<int> geno;
   std::vector<double> freq;
   std::vector<int> candidates, combination, set, codes;
-  std::vector<int> group_of_key, keys;
-  std::vector<double> mult;
+  // Study rows of the sets: keys of the SNPs but the last (and which SNPs they
+  // cover), the pairs of each row key met so far, and the rows of the current set.
+  const StudyData* prefix_study = nullptr;
+  std::vector<int> prefix_set, prefix_key;
+  std::vector<int> key_first, key_count, row_of_key, used_keys, row_range;
+  std::vector<PairNode> key_pairs;
 };
 
 // Best set (map indexes, the target first, M entries) and its measure; the

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "design/readin.h"
+#include "driver/cost_warning.h"
 #include "driver/fatal.h"
 #include "driver/panel_input.h"
 #include "driver/snploop.h"
@@ -66,5 +67,7 @@ void run_analysis(const RunSettings& settings) {
   read_inputs(settings, data);
   const RunData& run = data;  // read-only from here to the end of the run
   for (const std::string& w : run_warnings(run.model, run.study, settings.ofile)) std::fputs(w.c_str(), stdout);
+  if (std::string w = dependence_cost_warning(run.model, run.study); !w.empty()) std::fputs(w.c_str(), stdout);
+  std::fflush(stdout);
   stop_on(run_snps(run, settings));
 }

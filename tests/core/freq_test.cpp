@@ -8,6 +8,7 @@
 
 #include "core/freq.h"
 #include "core/haplist.h"
+#include "support/literal_em.h"
 
 namespace {
 
@@ -211,5 +212,64 @@ TEST(VarianceChecks, UnusableRowsAndImproperDiagonals) {
     const Mat<double> a = square(2, c.a);
     EXPECT_EQ(explosion_E(a, c.n), c.explosion) << *c.a.begin() << " " << c.a.begin()[3] << " n " << c.n;
     EXPECT_EQ(inproper_std(a, c.n), c.improper) << *c.a.begin() << " " << c.a.begin()[3] << " n " << c.n;
+  }
+}
+
+// The estimate adds the subjects' expected counts in subject order, digit for
+// digit as the plain subject-by-subject loop does, with every subject's own pairs
+// and with pairs shared among subjects of one genotype row.
+TEST(A1, SameDigitsAsTheSubjectBySubjectLoop) {
+  unsigned state = 99;
+  auto next = [&state] {
+    state = state * 1664525u + 1013904223u;
+    return (state >> 8) % 1000;
+  };
+  Rows r;
+  std::vector<int> status;
+  for (int i = 0; i < 400; i++) {
+    std::vector<int> row;
+    const int founder = static_cast<int>(next() % 4);
+    for (int j = 0; j < 5; j++) {
+      int g = ((founder >> (j % 2)) & 1) + static_cast<int>(next() % 2);
+      if (next() < 30) g = 9;
+      row.push_back(g);
+    }
+    r.push_back(row);
+    status.push_back(next() < 50 ? 2 : static_cast<int>(next() % 2));
+  }
+  for (int design : {kCaseControl, kCohort}) {
+    Window w;
+    w.set_size(5);
+    w.design = design;
+    makelist(w.list, rows(5, r), static_cast<int>(r.size()), 5);
+    std::vector<double> expected(32, 1.0 / 32), got(32, 1.0 / 32);
+    literal_em(w.list, expected, design == kCaseControl ? status : std::vector<int>{});
+    A1(w, got.data(), 0, 1, 1, -1, status.data());
+    for (int h = 0; h < 32; h++) EXPECT_EQ(got[static_cast<std::size_t>(h)], expected[static_cast<std::size_t>(h)]) << h;
+
+    // The same subjects with one pair range per distinct row (the tag search's list).
+    StudyList shared;
+    std::vector<std::vector<int>> seen;
+    std::vector<std::pair<int, int>> range;
+    for (std::size_t i = 0; i < r.size(); i++) {
+      if (design == kCaseControl && status[i] > 1) continue;
+      std::size_t k = 0;
+      while (k < seen.size() && seen[k] != r[i]) k++;
+      if (k == seen.size()) {
+        seen.push_back(r[i]);
+        const int first = static_cast<int>(shared.pairs.size());
+        row_pairs(shared.pairs, r[i].data(), 5);
+        range.push_back({first, static_cast<int>(shared.pairs.size())});
+      }
+      SubjectNode s;
+      s.first = range[k].first;
+      s.last = range[k].second;
+      s.idx = static_cast<int>(i);
+      shared.subjects.push_back(s);
+    }
+    w.list = shared;
+    std::vector<double> again(32, 1.0 / 32);
+    A1(w, again.data(), 0, 1, 1, -1, status.data());
+    EXPECT_EQ(again, expected);
   }
 }

@@ -4,7 +4,9 @@
 
 #include <cmath>
 
+#include "core/haplist.h"
 #include "design/tags.h"
+#include "support/literal_em.h"
 
 namespace {
 
@@ -116,4 +118,81 @@ TEST(TagSearch, UntypedTargetsTakeOnlySnpsTypedInTheStudyAndInThePanel) {
   getMD_max(best, 3, 0, run.context(), ws);
   EXPECT_EQ(ws.candidates, (std::vector<int>{0, 1, 2, 4, 6}));
   EXPECT_EQ(best.set, (std::vector<int>{3, 0, 1, 2, 4}));
+}
+
+namespace {
+
+// The measure of one set the long way: one study list entry per subject and the
+// frequency estimation over all of them, as the search's definition has it.
+double measure_subject_by_subject(const StudyData& study, int design) {
+  const int M = 5, n = study.n;
+  Mat<int> geno = imatrix(0, n - 1, 0, M - 1);
+  for (int i = 0; i < n; i++)
+    for (int j = 0; j < M; j++) geno[i][j] = study.genotypes(j)[i];
+  Window w;
+  w.set_size(M);
+  w.design = design;
+  makelist(w.list, geno, n, M);
+  std::vector<double> f(32, 1.0 / 32);
+  literal_em(w.list, f, design == kCaseControl ? study.STATUS : std::vector<int>{});
+  double total = 0.0;
+  for (double v : f) total += v;
+  for (double& v : f) v /= total;
+  return MDfun(f.data(), 1, M);
+}
+
+// Five typed SNPs; subject i's codes from draw(i, j).
+template <class Draw>
+TinyRun study_of(int n, Draw draw) {
+  TinyRun run({1000, 2000, 3000, 4000, 5000});
+  run.settings.ne = 1;
+  StudyData& sd = run.study;
+  sd.n = n;
+  sd.nsnp = 5;
+  sd.geno.assign(static_cast<std::size_t>(5 * n), 0);
+  sd.STATUS.assign(static_cast<std::size_t>(n), 0);
+  for (int i = 0; i < n; i++) {
+    sd.STATUS[static_cast<std::size_t>(i)] = i % 3 == 0 ? 1 : i % 17 == 0 ? 7 : 0;  // some neither case nor control
+    for (int j = 0; j < 5; j++) sd.geno[static_cast<std::size_t>(j * n + i)] = static_cast<std::uint8_t>(draw(i, j));
+  }
+  return run;
+}
+
+}  // namespace
+
+// Subjects sharing a genotype row share its pairs and weights, but their
+// expected counts are still added one subject at a time: every digit of the
+// measure is that of the subject-by-subject estimate, whether rows repeat a lot
+// or not at all, for both the case-control and the general call.
+TEST(TagSearch, SharedRowsGiveTheSubjectBySubjectMeasureExactly) {
+  unsigned state = 12345;
+  auto next = [&state] {
+    state = state * 1103515245u + 12345u;
+    return (state >> 16) & 0x7fff;
+  };
+  // Many repeats: two founder haplotypes, rare missing codes.
+  std::vector<int> h1, h2;
+  for (int i = 0; i < 3000; i++) {
+    h1.push_back(static_cast<int>(next() % 3));
+    h2.push_back(static_cast<int>(next() % 100));
+  }
+  TinyRun repeated = study_of(3000, [&](int i, int j) {
+    if (h2[static_cast<std::size_t>(i)] == j) return 9;
+    const int a = h1[static_cast<std::size_t>(i)] == 0 ? 0 : 1, b = h1[static_cast<std::size_t>(i)] == 2 ? 1 : 0;
+    return (j % 2 == 0 ? a + b : 2 - a - b);
+  });
+  // No repeats: subject i's codes are the base-4 digits of i (3 standing for missing).
+  TinyRun distinct = study_of(1024, [](int i, int j) {
+    const int digit = (i >> (2 * (4 - j))) & 3;
+    return digit == 3 ? 9 : digit;
+  });
+  for (TinyRun* run : {&repeated, &distinct})
+    for (int design : {kCaseControl, kCohort}) {
+      run->model.design = design;
+      TagWorkspace ws;
+      const double md = getMD({0, 1, 2, 3, 4}, 1, run->context(), ws);
+      EXPECT_EQ(md, measure_subject_by_subject(run->study, design)) << run->study.n << " " << design;
+      // Again from the keys kept for the set's first four SNPs.
+      EXPECT_EQ(getMD({0, 1, 2, 3, 4}, 1, run->context(), ws), md);
+    }
 }
