@@ -3,7 +3,7 @@
 BUILD ?= build
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all build test run bench asan tsan clean
+.PHONY: all build test run bench asan tsan fuzz clean
 
 all: build
 
@@ -33,5 +33,13 @@ tsan:
 	@cmake --build build-tsan -j $(JOBS)
 	cd build-tsan && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -j $(JOBS) -R Thread
 
+# Every reader under libFuzzer with the sanitizers, FUZZ_SECONDS (default 60) each.
+fuzz:
+	@CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKESTROVA_FUZZ=ON \
+	  -DKESTROVA_TESTS=OFF >/dev/null
+	@cmake --build build-fuzz -j $(JOBS) --target fuzz_specfile fuzz_phenotype fuzz_genotype fuzz_panel fuzz_haplotype \
+	  fuzz_inputs
+	bash fuzz/run.sh build-fuzz
+
 clean:
-	rm -rf $(BUILD) build-asan build-tsan
+	rm -rf $(BUILD) build-asan build-tsan build-fuzz

@@ -1,6 +1,7 @@
 #include "driver/panel_input.h"
 
 #include <array>
+#include <new>
 
 #include "driver/allele_freq.h"
 #include "driver/fatal.h"
@@ -9,7 +10,8 @@
 
 namespace {
 
-std::string unreadable(const std::string& file) { return format("Error: '%s' could not be read.\n", file.c_str()); }
+// What one SNP costs besides its codes: identifier, position, letters, frequencies.
+constexpr double kBytesPerSnp = sizeof(std::string) + sizeof(int) + 2 + 2 * sizeof(double);
 
 // The identifier word at the start of a record, checked for length.
 std::string read_identifier(Words& words, std::string& id, int ln, const char* file) {
@@ -17,7 +19,7 @@ std::string read_identifier(Words& words, std::string& id, int ln, const char* f
   words.next(word);
   if (word.size() > static_cast<std::size_t>(kMaxWordLength))
     return format("Error: SNP identifier '%s' on line %d of '%s' is longer than %d characters.\n",
-                  std::string(word).c_str(), ln, file, kMaxWordLength);
+                  shown(word).c_str(), ln, file, kMaxWordLength);
   id = word;
   return "";
 }
@@ -69,9 +71,7 @@ std::string read_codes(Words& words, int count, std::uint8_t* out, const CodeSet
   return "";
 }
 
-}  // namespace
-
-std::string read_panel(const std::string& efile, const Model& model, PanelData& panel) {
+std::string panel_lines(const std::string& efile, const Model& model, PanelData& panel) {
   LineReader in;
   if (!in.open(efile)) return format("Error: '%s' does not exist.\n", efile.c_str());
   const char* file = efile.c_str();
@@ -92,8 +92,10 @@ std::string read_panel(const std::string& efile, const Model& model, PanelData& 
       ncol = words.count_chars();
     }
   }
-  if (in.failed()) return unreadable(efile);
-  if (ncol != 3 * model.nTR + 2 * model.nDU + model.nUN)
+  if (in.failed()) return read_failure(in, efile);
+  // Counted wide: PANEL counts come from the user and may be negative or huge.
+  const long long expected = 3LL * model.nTR + 2LL * model.nDU + model.nUN;
+  if (model.nTR < 0 || model.nDU < 0 || model.nUN < 0 || ncol != expected)
     return format("'PANEL' information does not match with '%s'\n", file);
   in.rewind();
 
@@ -118,7 +120,7 @@ std::string read_panel(const std::string& efile, const Model& model, PanelData& 
     if (!words.next(word)) return format("Error: Line %d of '%s' has no position.\n", ln, file);
     int value = 0;
     if (!parse_int(word, value))
-      return format("Error: Position '%s' on line %d of '%s' is not an integer.\n", std::string(word).c_str(), ln,
+      return format("Error: Position '%s' on line %d of '%s' is not an integer.\n", shown(word).c_str(), ln,
                     file);
     if (value <= kLeftSentinel || value >= kRightSentinel)
       return format("Error: Position %d on line %d of '%s' is out of range (%d to %d).\n", value, ln, file,
@@ -133,12 +135,12 @@ std::string read_panel(const std::string& efile, const Model& model, PanelData& 
     panel.mode_freq[snp] = s.mode_freq;
     snp++;
   }
-  if (in.failed()) return unreadable(efile);
+  if (in.failed()) return read_failure(in, efile);
   if (snp != nsnp) return format("Error: '%s' changed while it was read.\n", file);
   return "";
 }
 
-std::string read_haplotypes(const std::string& hfile, PanelData& panel) {
+std::string haplotype_lines(const std::string& hfile, PanelData& panel) {
   LineReader in;
   if (!in.open(hfile)) return format("Error: '%s' does not exist.\n", hfile.c_str());
   const char* file = hfile.c_str();
@@ -154,7 +156,7 @@ std::string read_haplotypes(const std::string& hfile, PanelData& panel) {
       nhap = words.count_chars();
     }
   }
-  if (in.failed()) return unreadable(hfile);
+  if (in.failed()) return read_failure(in, hfile);
   in.rewind();
 
   panel.nhap = nhap;
@@ -174,7 +176,27 @@ std::string read_haplotypes(const std::string& hfile, PanelData& panel) {
       return e;
     rec++;
   }
-  if (in.failed()) return unreadable(hfile);
+  if (in.failed()) return read_failure(in, hfile);
   if (rec != nrec) return format("Error: '%s' changed while it was read.\n", file);
   return "";
+}
+
+}  // namespace
+
+std::string read_panel(const std::string& efile, const Model& model, PanelData& panel) {
+  try {
+    return panel_lines(efile, model, panel);
+  } catch (const std::bad_alloc&) {
+    return not_enough_memory(efile, format("the panel genotypes of %d SNPs by %d columns", panel.nsnp, panel.ncol),
+                             static_cast<double>(panel.nsnp) * (static_cast<double>(panel.ncol) + kBytesPerSnp));
+  }
+}
+
+std::string read_haplotypes(const std::string& hfile, PanelData& panel) {
+  try {
+    return haplotype_lines(hfile, panel);
+  } catch (const std::bad_alloc&) {
+    return not_enough_memory(hfile, format("the haplotypes of %d SNPs by %d columns", panel.nhap_snp, panel.nhap),
+                             static_cast<double>(panel.nhap_snp) * (static_cast<double>(panel.nhap) + sizeof(std::string)));
+  }
 }

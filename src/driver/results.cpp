@@ -1,53 +1,71 @@
 #include "driver/results.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cmath>
 
 #include "core/gamma.h"
 #include "driver/fatal.h"
 
 ResultFiles::~ResultFiles() {
-  for (std::FILE* f : files_)
-    if (f) std::fclose(f);
+  for (int fd : fds_)
+    if (fd >= 0) ::close(fd);
 }
 
 std::string ResultFiles::open(const std::vector<std::string>& names) {
   names_ = names;
   for (const std::string& name : names) {
-    std::FILE* f = std::fopen(name.c_str(), "w");
-    if (!f) return format("Error: Result file '%s' cannot be written.\n", name.c_str());
-    files_.push_back(f);
+    int fd = ::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (fd < 0) return format("Error: Result file '%s' cannot be written.\n", name.c_str());
+    fds_.push_back(fd);
+    failed_.push_back(0);
   }
   return "";
 }
 
+void ResultFiles::put(std::size_t f, const std::string& text) {
+  const char* p = text.data();
+  std::size_t left = text.size();
+  while (left > 0 && !failed_[f]) {
+    ssize_t done = ::write(fds_[f], p, left);
+    if (done < 0 && errno == EINTR) continue;
+    if (done <= 0) {
+      failed_[f] = 1;
+      break;
+    }
+    p += done;
+    left -= static_cast<std::size_t>(done);
+  }
+}
+
 void ResultFiles::write_header(const ResultHeader& h) {
   static const char* const kModes[4] = {"additive", "recessive", "dominant", "codominant"};
-  for (std::FILE* f : files_) {
-    std::fprintf(f,
-                 "********************************************************\n"
-                 "*                                                      *\n"
-                 "*          ANALYSIS OF SNP-DISEASE ASSOCIATION         *\n"
-                 "*         WITH POTENTIALLY MISSING GENOTYPE DATA       *\n"
-                 "*                                                      *\n"
-                 "********************************************************\n\n");
-    std::fprintf(f, "Sample Size of the Study   :   %d\n", h.n);
-    std::fprintf(f, "Number of SNPs in the Study:   %d\n\n", h.study_snps);
-    if (h.external) {
-      std::fprintf(f, "Number of Trios in the External Panel:   %d\n", h.nTR);
-      std::fprintf(f, "Number of Duos in the External Panel:   %d\n", h.nDU);
-      std::fprintf(f, "Number of Singleton in the External Panel:   %d\n", h.nUN);
-      std::fprintf(f, "Number of SNPs in the External Panel :   %d\n\n", h.panel_snps);
-      if (h.phased)
-        std::fprintf(f, "Phased Haplotypes: available\nNumber of SNPs in Phased Haplotypes: %d\n\n", h.haplotype_snps);
-      else
-        std::fprintf(f, "Phased Haplotypes: not available\n\n");
-    }
-    std::fprintf(f, "Mode of Inheritance: %s\n\n\n\n", kModes[(h.mode >= 1 && h.mode <= 4 ? h.mode : 1) - 1]);
-    std::fprintf(f,
-                 "Typd       SNP-id       Position  1/0    MD     Freq   Estimate   StdErr    Z-Stat    p-Value\n"
-                 "----  ---------------  ---------  ---  ------  ------  --------  -------  ---------  ---------\n");
-    std::fflush(f);
+  std::string block =
+      "********************************************************\n"
+      "*                                                      *\n"
+      "*          ANALYSIS OF SNP-DISEASE ASSOCIATION         *\n"
+      "*         WITH POTENTIALLY MISSING GENOTYPE DATA       *\n"
+      "*                                                      *\n"
+      "********************************************************\n\n";
+  block += format("Sample Size of the Study   :   %d\n", h.n);
+  block += format("Number of SNPs in the Study:   %d\n\n", h.study_snps);
+  if (h.external) {
+    block += format("Number of Trios in the External Panel:   %d\n", h.nTR);
+    block += format("Number of Duos in the External Panel:   %d\n", h.nDU);
+    block += format("Number of Singleton in the External Panel:   %d\n", h.nUN);
+    block += format("Number of SNPs in the External Panel :   %d\n\n", h.panel_snps);
+    if (h.phased)
+      block += format("Phased Haplotypes: available\nNumber of SNPs in Phased Haplotypes: %d\n\n", h.haplotype_snps);
+    else
+      block += "Phased Haplotypes: not available\n\n";
   }
+  block += format("Mode of Inheritance: %s\n\n\n\n", kModes[(h.mode >= 1 && h.mode <= 4 ? h.mode : 1) - 1]);
+  block +=
+      "Typd       SNP-id       Position  1/0    MD     Freq   Estimate   StdErr    Z-Stat    p-Value\n"
+      "----  ---------------  ---------  ---  ------  ------  --------  -------  ---------  ---------\n";
+  for (std::size_t f = 0; f < fds_.size(); f++) put(f, block);
 }
 
 double two_sided_p(double z) {
@@ -80,22 +98,21 @@ std::string result_line(const SnpLine& snp, bool ok, double b, double s) {
 
 void ResultFiles::write_snp(const SnpLine& snp, bool ok, const double* est, const double* se,
                             const std::vector<int>& index) {
-  for (std::size_t f = 0; f < files_.size(); f++) {
+  for (std::size_t f = 0; f < fds_.size(); f++) {
     double b = ok ? est[index[f]] : 0.0, s = ok ? se[index[f]] : 0.0;
-    std::string line = result_line(snp, ok, b, s);
-    std::fputs(line.c_str(), files_[f]);
-    std::fflush(files_[f]);
+    put(f, result_line(snp, ok, b, s));
   }
 }
 
 std::string ResultFiles::close() {
   std::string error;
-  for (std::size_t f = 0; f < files_.size(); f++) {
-    bool bad = std::ferror(files_[f]) != 0;
-    if (std::fclose(files_[f]) != 0) bad = true;
-    files_[f] = nullptr;
+  for (std::size_t f = 0; f < fds_.size(); f++) {
+    bool bad = failed_[f] != 0;
+    if (::close(fds_[f]) != 0) bad = true;
+    fds_[f] = -1;
     if (bad && error.empty()) error = format("Error: Result file '%s' could not be written in full.\n", names_[f].c_str());
   }
-  files_.clear();
+  fds_.clear();
+  failed_.clear();
   return error;
 }

@@ -1,9 +1,12 @@
 // The result files: one per reported effect, each with its header block, column
 // heads and one line per SNP (estimate, standard error, Z statistic and two-sided
 // p-value, or dashes when the SNP could not be analysed).
+//
+// Every line reaches its file through one write(2) of the whole line (the header
+// block through one write of the whole block), with nothing held back in a buffer:
+// a run that is stopped or killed at any moment leaves whole lines only.
 #pragma once
 
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -48,8 +51,12 @@ class ResultFiles {
   std::string close();
 
  private:
-  std::vector<std::FILE*> files_;
+  // Writes text to file f in one system call (more only if the system takes part of it).
+  void put(std::size_t f, const std::string& text);
+
+  std::vector<int> fds_;
   std::vector<std::string> names_;
+  std::vector<char> failed_;  // per file: a write failed
 };
 
 // The two-sided normal p-value of z.

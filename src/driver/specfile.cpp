@@ -2,10 +2,13 @@
 
 #include <cctype>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <new>
 #include <sstream>
 
 #include "driver/fatal.h"
+#include "driver/tokenizer.h"
 
 namespace {
 
@@ -88,18 +91,20 @@ struct Reader {
   }
 
   std::string header() {
-    std::string text;
-    if (!read_file(pfile, text)) return format("Error: '%s' does not exist.\n", pfile.c_str());
-    std::size_t start = 0;
-    while (start < text.size() && std::isspace(static_cast<unsigned char>(text[start]))) start++;
-    std::size_t end = text.find('\n', start);
-    std::vector<std::string> words = split_words(text.substr(start, end == std::string::npos ? end : end - start));
+    // The first line holding a word; the rest of the file is not read here.
+    LineReader in;
+    if (!in.open(pfile)) return format("Error: '%s' does not exist.\n", pfile.c_str());
+    std::string_view line;
+    bool found = false;
+    while (!found && in.next(line)) found = has_word(line);
+    if (in.failed()) return read_failure(in, pfile);
+    std::vector<std::string> words = found ? split_words(std::string(line)) : std::vector<std::string>{};
     if (words.empty() || starts_with_number(words[0]))
       return format("Error: Header line is missing in '%s'.\n", pfile.c_str());
     m.names.clear();
     for (std::size_t w = 1; w < words.size(); w++) {
       if (words[w].size() > kMaxWordLength)
-        return format("Error: Column name '%s' in '%s' is longer than %d characters.\n", words[w].c_str(),
+        return format("Error: Column name '%s' in '%s' is longer than %d characters.\n", shown(words[w]).c_str(),
                       pfile.c_str(), kMaxWordLength);
       m.names.push_back(words[w]);
     }
@@ -165,24 +170,31 @@ struct Reader {
   std::string keyword_lines() {
     std::string text;
     if (!read_file(sfile, text)) return format("Error: '%s' does not exist.\n", sfile.c_str());
-    std::vector<std::string> pieces = line_pieces(text);
-    std::vector<std::vector<std::string>> lines;
-    for (const std::string& piece : pieces) lines.push_back(split_words(piece));
-
-    if (lines.empty() || lines[0].empty() || lines[0][0] != "DESIGN")
+    // Two walks over the pieces, each split into words as it comes: first every
+    // line's form, then the keywords. Only the text itself is held.
+    std::vector<std::string> words;
+    std::size_t at = 0;
+    auto next_line = [&]() {
+      if (at >= text.size()) return false;
+      std::size_t end = piece_end(text, at);
+      words = split_words(text.substr(at, end - at));
+      at = end;
+      return true;
+    };
+    if (!next_line() || words.empty() || words[0] != "DESIGN")
       return format("Error: DESIGN is not defined in the first line of '%s'.\n", sfile.c_str());
 
-    for (const auto& words : lines) {
+    for (at = 0; next_line();) {
       if (words.empty()) continue;
       for (const std::string& w : words)
         if (w.size() > kMaxWordLength)
-          return format("Error: Word '%s' in '%s' is longer than %d characters.\n", w.c_str(), sfile.c_str(),
+          return format("Error: Word '%s' in '%s' is longer than %d characters.\n", shown(w).c_str(), sfile.c_str(),
                         kMaxWordLength);
       if (words.size() < 3) return format("Error: '%s' cannot be empty.\n", words[0].c_str());
     }
 
     bool seen[7] = {};
-    for (const auto& words : lines) {
+    for (at = 0; next_line();) {
       if (words.empty()) continue;
       int key = -1;
       for (int k = 0; k < 7; k++)
@@ -273,14 +285,18 @@ struct Reader {
 
 }  // namespace
 
+std::size_t piece_end(const std::string& text, std::size_t start) {
+  std::size_t end = start;
+  while (end < text.size() && end - start < kPieceLength) {
+    if (text[end++] == '\n') break;
+  }
+  return end;
+}
+
 std::vector<std::string> line_pieces(const std::string& text) {
   std::vector<std::string> pieces;
-  std::size_t i = 0;
-  while (i < text.size()) {
-    std::size_t end = i;
-    while (end < text.size() && end - i < kPieceLength) {
-      if (text[end++] == '\n') break;
-    }
+  for (std::size_t i = 0; i < text.size();) {
+    std::size_t end = piece_end(text, i);
     pieces.push_back(text.substr(i, end - i));
     i = end;
   }
@@ -302,6 +318,13 @@ std::vector<std::string> split_words(const std::string& piece) {
 std::string read_header(Model& model, const std::string& pfile, const std::string& sfile, int ext,
                         std::vector<std::string>& warnings) {
   Reader reader{model, pfile, sfile, warnings, ext};
-  if (std::string e = reader.header(); !e.empty()) return e;
-  return reader.keyword_lines();
+  try {
+    if (std::string e = reader.header(); !e.empty()) return e;
+    return reader.keyword_lines();
+  } catch (const std::bad_alloc&) {
+    // Only a specification file far larger than any model needs gets here: it is held whole.
+    std::error_code ec;
+    const auto size = std::filesystem::file_size(sfile, ec);
+    return not_enough_memory(sfile, "its text", ec ? 0.0 : static_cast<double>(size));
+  }
 }

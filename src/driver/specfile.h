@@ -20,5 +20,8 @@ std::string read_header(Model& model, const std::string& pfile, const std::strin
 // becomes several pieces, each taken as a line of its own.
 std::vector<std::string> line_pieces(const std::string& text);
 
+// Where the piece that starts at `start` ends (one past its last character).
+std::size_t piece_end(const std::string& text, std::size_t start);
+
 // The white-space separated words of a piece, left to right.
 std::vector<std::string> split_words(const std::string& piece);

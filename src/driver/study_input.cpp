@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <limits>
+#include <new>
 
 #include "driver/allele_freq.h"
 #include "driver/fatal.h"
@@ -19,13 +20,10 @@ bool truncate_to_int(double v, int& out) {
   return true;
 }
 
-std::string unreadable(const std::string& file) { return format("Error: '%s' could not be read.\n", file.c_str()); }
+// What one SNP costs besides its genotypes: identifier, position, flags, frequencies.
+constexpr double kBytesPerSnp = sizeof(std::string) + 3 * sizeof(int) + 2 + 3 * sizeof(double);
 
-std::string word_text(std::string_view w) { return std::string(w); }
-
-}  // namespace
-
-std::string read_phenotypes(const std::string& pfile, const Model& model, StudyData& study) {
+std::string phenotype_lines(const std::string& pfile, const Model& model, StudyData& study) {
   LineReader in;
   if (!in.open(pfile)) return format("Error: '%s' does not exist.\n", pfile.c_str());
   const int responses = model.design == kCohort ? 2 : 1;
@@ -86,7 +84,7 @@ std::string read_phenotypes(const std::string& pfile, const Model& model, StudyD
     }
     study.cov.insert(study.cov.end(), values.begin() + responses, values.end());
   }
-  if (in.failed()) return unreadable(pfile);
+  if (in.failed()) return read_failure(in, pfile);
   study.STATUS.shrink_to_fit();
   study.TIME.shrink_to_fit();
   study.EVENT.shrink_to_fit();
@@ -95,6 +93,8 @@ std::string read_phenotypes(const std::string& pfile, const Model& model, StudyD
   study.used.shrink_to_fit();
   return "";
 }
+
+}  // namespace
 
 void order_dependent_first(Model& model, StudyData& study) {
   const int p = model.p;
@@ -123,7 +123,9 @@ void order_dependent_first(Model& model, StudyData& study) {
   }
 }
 
-std::string read_genotypes(const std::string& gfile, int mode, StudyData& study) {
+namespace {
+
+std::string genotype_lines(const std::string& gfile, int mode, StudyData& study) {
   LineReader in;
   if (!in.open(gfile)) return format("Error: '%s' does not exist.\n", gfile.c_str());
   const char* file = gfile.c_str();
@@ -132,7 +134,7 @@ std::string read_genotypes(const std::string& gfile, int mode, StudyData& study)
   std::string_view line;
   int nsnp = 0;
   while (in.next(line)) nsnp += has_word(line);
-  if (in.failed()) return unreadable(gfile);
+  if (in.failed()) return read_failure(in, gfile);
   in.rewind();
 
   const std::size_t n = static_cast<std::size_t>(study.n);
@@ -159,13 +161,13 @@ std::string read_genotypes(const std::string& gfile, int mode, StudyData& study)
     words.next(word);
     if (word.size() > static_cast<std::size_t>(kMaxWordLength))
       return format("Error: SNP identifier '%s' on line %d of '%s' is longer than %d characters.\n",
-                    word_text(word).c_str(), ln, file, kMaxWordLength);
+                    shown(word).c_str(), ln, file, kMaxWordLength);
     study.id[snp] = word;
 
     if (!words.next(word)) return format("Error: Line %d of '%s' has no position.\n", ln, file);
     int value = 0;
     if (!parse_int(word, value))
-      return format("Error: Position '%s' on line %d of '%s' is not an integer.\n", word_text(word).c_str(), ln, file);
+      return format("Error: Position '%s' on line %d of '%s' is not an integer.\n", shown(word).c_str(), ln, file);
     if (value <= kLeftSentinel || value >= kRightSentinel)
       return format("Error: Position %d on line %d of '%s' is out of range (%d to %d).\n", value, ln, file,
                     kLeftSentinel + 1, kRightSentinel - 1);
@@ -173,7 +175,7 @@ std::string read_genotypes(const std::string& gfile, int mode, StudyData& study)
 
     if (!words.next(word)) return format("Error: Line %d of '%s' has no strand flag.\n", ln, file);
     if (!parse_int(word, value))
-      return format("Error: Strand flag '%s' on line %d of '%s' is not an integer.\n", word_text(word).c_str(), ln,
+      return format("Error: Strand flag '%s' on line %d of '%s' is not an integer.\n", shown(word).c_str(), ln,
                     file);
     study.strand[snp] = value;
 
@@ -206,7 +208,7 @@ std::string read_genotypes(const std::string& gfile, int mode, StudyData& study)
       int code = 0;
       if (!parse_int(w, code))
         return format("Error: Genotype '%s' of individual %d on line %d of '%s' is not an integer.\n",
-                      word_text(w).c_str(), i + 1, ln, file);
+                      shown(w).c_str(), i + 1, ln, file);
       if (code != 0 && code != 1 && code != 2 && code != kMissingGenotype)
         return format("Error: Genotype %d of individual %d on line %d of '%s' is not 0, 1, 2 or 9 (missing).\n", code,
                       i + 1, ln, file);
@@ -224,7 +226,29 @@ std::string read_genotypes(const std::string& gfile, int mode, StudyData& study)
     study.mode_freq[snp] = s.mode_freq;
     snp++;
   }
-  if (in.failed()) return unreadable(gfile);
+  if (in.failed()) return read_failure(in, gfile);
   if (snp != nsnp) return format("Error: '%s' changed while it was read.\n", file);
   return "";
+}
+
+}  // namespace
+
+std::string read_phenotypes(const std::string& pfile, const Model& model, StudyData& study) {
+  try {
+    return phenotype_lines(pfile, model, study);
+  } catch (const std::bad_alloc&) {
+    const int columns = (model.design == kCohort ? 2 : 1) + model.p;
+    const double individuals = study.n_total + 1.0;
+    return not_enough_memory(pfile, format("the phenotypes of %.0f individuals by %d columns", individuals, columns),
+                             individuals * (static_cast<double>(columns) * sizeof(double) + 2 * sizeof(int) + 1));
+  }
+}
+
+std::string read_genotypes(const std::string& gfile, int mode, StudyData& study) {
+  try {
+    return genotype_lines(gfile, mode, study);
+  } catch (const std::bad_alloc&) {
+    return not_enough_memory(gfile, format("the genotypes of %d SNPs by %d individuals", study.nsnp, study.n),
+                             static_cast<double>(study.nsnp) * (static_cast<double>(study.n) + kBytesPerSnp));
+  }
 }

@@ -4,12 +4,16 @@
 #include <cmath>
 #include <cstring>
 
-LineReader::LineReader(std::size_t block_size) : buf_(block_size > 0 ? block_size : 1) {}
+#include "driver/fatal.h"
+
+LineReader::LineReader(std::size_t block_size) : size_(block_size > 0 ? block_size : 1) {}
 
 bool LineReader::open(const std::string& name) {
   file_.reset(std::fopen(name.c_str(), "rb"));
   begin_ = scan_ = end_ = 0;
   eof_ = failed_ = false;
+  refused_ = 0;
+  too_large_ = false;
   line_ = 0;
   return file_ != nullptr;
 }
@@ -21,17 +25,31 @@ void LineReader::rewind() {
   }
   begin_ = scan_ = end_ = 0;
   eof_ = failed_ = false;
+  refused_ = 0;
+  too_large_ = false;
   line_ = 0;
 }
 
 bool LineReader::next(std::string_view& line) {
-  if (!file_) return false;
+  if (!file_ || failed_) return false;
+  if (line_ == kMaxLines) {
+    too_large_ = failed_ = true;
+    return false;
+  }
+  if (!buf_) {
+    buf_.reset(static_cast<char*>(std::malloc(size_)));
+    if (!buf_) {
+      refused_ = size_;
+      failed_ = true;
+      return false;
+    }
+  }
   for (;;) {
     if (scan_ < end_) {
-      const void* nl = std::memchr(buf_.data() + scan_, '\n', end_ - scan_);
+      const void* nl = std::memchr(buf_.get() + scan_, '\n', end_ - scan_);
       if (nl != nullptr) {
-        std::size_t at = static_cast<std::size_t>(static_cast<const char*>(nl) - buf_.data());
-        line = std::string_view(buf_.data() + begin_, at - begin_);
+        std::size_t at = static_cast<std::size_t>(static_cast<const char*>(nl) - buf_.get());
+        line = std::string_view(buf_.get() + begin_, at - begin_);
         begin_ = scan_ = at + 1;
         line_++;
         return true;
@@ -40,7 +58,7 @@ bool LineReader::next(std::string_view& line) {
     if (eof_) {
       if (begin_ == end_) return false;
       // The last line has no newline.
-      line = std::string_view(buf_.data() + begin_, end_ - begin_);
+      line = std::string_view(buf_.get() + begin_, end_ - begin_);
       begin_ = scan_ = end_;
       line_++;
       return true;
@@ -48,13 +66,27 @@ bool LineReader::next(std::string_view& line) {
     // Keep the unfinished line at the front and fill the rest of the buffer,
     // doubling it when one line fills it entirely.
     if (begin_ > 0) {
-      std::memmove(buf_.data(), buf_.data() + begin_, end_ - begin_);
+      std::memmove(buf_.get(), buf_.get() + begin_, end_ - begin_);
       end_ -= begin_;
       begin_ = 0;
     }
     scan_ = end_;
-    if (end_ == buf_.size()) buf_.resize(2 * buf_.size());
-    std::size_t got = std::fread(buf_.data() + end_, 1, buf_.size() - end_, file_.get());
+    if (end_ == size_) {
+      if (2 * size_ > kMaxLineLength) {
+        too_large_ = failed_ = true;
+        return false;
+      }
+      char* bigger = static_cast<char*>(std::realloc(buf_.get(), 2 * size_));
+      if (bigger == nullptr) {
+        refused_ = 2 * size_;
+        failed_ = true;
+        return false;
+      }
+      buf_.release();
+      buf_.reset(bigger);
+      size_ *= 2;
+    }
+    std::size_t got = std::fread(buf_.get() + end_, 1, size_ - end_, file_.get());
     if (got == 0) {
       eof_ = true;
       if (std::ferror(file_.get())) {
@@ -127,4 +159,27 @@ bool parse_number(std::string_view word, double& value) {
   if (ec != std::errc() || stop != end || !std::isfinite(v)) return false;
   value = v;
   return true;
+}
+
+std::string shown(std::string_view word) {
+  constexpr std::size_t kShown = 40;
+  if (word.size() <= kShown) return std::string(word);
+  return std::string(word.substr(0, kShown)) + "...";
+}
+
+std::string not_enough_memory(const std::string& file, const std::string& what, double bytes) {
+  return format("Error: not enough memory to read '%s': %.0f bytes (%.1f MB) needed for %s.\n", file.c_str(), bytes,
+                bytes / 1048576.0, what.c_str());
+}
+
+std::string read_failure(const LineReader& in, const std::string& file) {
+  if (in.too_large())
+    return in.line_number() == LineReader::kMaxLines
+               ? format("Error: '%s' has more than %d lines.\n", file.c_str(), LineReader::kMaxLines)
+               : format("Error: Line %d of '%s' is longer than %zu characters.\n", in.line_number() + 1, file.c_str(),
+                        LineReader::kMaxLineLength - 1);
+  if (in.refused() > 0)
+    return not_enough_memory(file, format("line %d", in.line_number() + 1),
+                             static_cast<double>(in.refused()));
+  return format("Error: '%s' could not be read.\n", file.c_str());
 }

@@ -7,10 +7,10 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 // White space between fields: blank, tab, newline, vertical tab, form feed, carriage return.
 inline bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
@@ -33,8 +33,18 @@ class LineReader {
   // 1-based number of the line last handed out (0 before the first).
   int line_number() const { return line_; }
 
-  // True when the system reported a read failure (for instance on a folder).
+  // True when the system reported a read failure (for instance on a folder), or
+  // when a line was too long for the memory left (see refused()).
   bool failed() const { return failed_; }
+
+  // The buffer size in bytes that could not be had for a long line; 0 when none.
+  std::size_t refused() const { return refused_; }
+
+  // True when the file went beyond what the readers count in an int: a line of
+  // kMaxLineLength characters or more, or kMaxLines lines.
+  bool too_large() const { return too_large_; }
+  static constexpr std::size_t kMaxLineLength = std::size_t{1} << 31;
+  static constexpr int kMaxLines = 2147483647;
 
   // Back to the start of the file, line numbers from 1 again.
   void rewind();
@@ -43,13 +53,21 @@ class LineReader {
   struct Closer {
     void operator()(std::FILE* f) const { std::fclose(f); }
   };
+  struct Freer {
+    void operator()(char* p) const { std::free(p); }
+  };
   std::unique_ptr<std::FILE, Closer> file_;
-  std::vector<char> buf_;
+  // Grown with realloc, which moves a large block without copying it and leaves the
+  // new part untouched: a long line costs its own length in memory, not three times it.
+  std::unique_ptr<char, Freer> buf_;
+  std::size_t size_ = 0;   // bytes in buf_
   std::size_t begin_ = 0;  // start of the unread text in buf_
   std::size_t scan_ = 0;   // where the search for the next newline resumes
   std::size_t end_ = 0;    // end of the text in buf_
   bool eof_ = false;
   bool failed_ = false;
+  std::size_t refused_ = 0;
+  bool too_large_ = false;
   int line_ = 0;
 };
 
@@ -111,3 +129,14 @@ bool parse_int(std::string_view word, int& value);
 // optional decimal point (at least one digit), optional exponent. False for
 // anything else (such as NA, 1.5x, nan or inf).
 bool parse_number(std::string_view word, double& value);
+
+// A word of the input as an error line shows it: at most 40 characters, then "...".
+std::string shown(std::string_view word);
+
+// The error line for an allocation refused while reading `file`: what was to be
+// held ("the genotypes of 20 SNPs by 1000 individuals") and how many bytes it needs.
+std::string not_enough_memory(const std::string& file, const std::string& what, double bytes);
+
+// The error line for a LineReader that failed: a line too long for the memory left,
+// or a read failure reported by the system.
+std::string read_failure(const LineReader& in, const std::string& file);

@@ -74,7 +74,7 @@ TEST(InputRun, EachMalformedInputStopsTheRunNamingFileAndLine) {
   const std::string kAsFirst = " expected as on its first line.\n";
   const struct {
     const char* file;
-    const char* text;
+    std::string text;
     std::string error;
   } cases[] = {
       {"specification.txt", "DESIGN = case-control\nEFFECT = G\nOUTPUT = AGE\n",
@@ -125,6 +125,18 @@ TEST(InputRun, EachMalformedInputStopsTheRunNamingFileAndLine) {
       {"haplotype.dat", "rs1 0101\nrs5 110\n", "Error: Line 2 of 'haplotype.dat' has 3 alleles; 4" + kAsFirst},
       {"haplotype.dat", "rs1 0101\nrs5 1109\n",
        "Error: Allele '9' of haplotype 4 on line 2 of 'haplotype.dat' is not 0 or 1.\n"},
+      // Found by fuzzing the panel reader: PANEL counts whose column count overflows
+      // an int, and negative counts that add up to the panel's 4 columns.
+      {"specification.txt", "DESIGN = case-control\nPANEL = 715827883 1 1\nEFFECT = G AGE\nOUTPUT = G\n",
+       "'PANEL' information does not match with 'external.dat'\n"},
+      {"specification.txt", "DESIGN = case-control\nPANEL = -2 4 2\nEFFECT = G AGE\nOUTPUT = G\n",
+       "'PANEL' information does not match with 'external.dat'\n"},
+      // A word of any length is shown by its first 40 characters.
+      {"genotype.dat", "rs" + std::string(100000, '7') + " 100 0 A G 0 1 2 1 0\n",
+       "Error: SNP identifier 'rs" + std::string(38, '7') + "...' on line 1 of 'genotype.dat' is longer than 29 "
+       "characters.\n"},
+      {"phenotype.dat", "STATUS " + std::string(5000, 'A') + "\n1 30\n",
+       "Error: Column name '" + std::string(40, 'A') + "...' in 'phenotype.dat' is longer than 29 characters.\n"},
   };
   for (const auto& c : cases) fails(c.file, c.text, c.error);
 }

@@ -81,3 +81,20 @@ TEST(ResultFiles, UnusableStandardErrorGivesTheNotAnalysedLine) {
   std::string huge = result_line(s, true, 1e300, 1e-300);  // z overflows
   EXPECT_EQ(huge.substr(huge.size() - dashes.size()), dashes);
 }
+
+// Each line reaches the file as soon as it is written (nothing waits in a buffer for
+// a stop to lose), and a write the system refuses is reported when the files close.
+TEST(ResultFiles, LinesAreInTheFileAtOnceAndRefusedWritesReported) {
+  ScratchDir dir;
+  const std::string name = (dir.path() / "r_G.out").string();
+  ResultFiles files;
+  ASSERT_EQ(files.open({name, "/dev/full"}), "");
+  ResultHeader h;
+  files.write_header(h);
+  const std::size_t header = slurp(name).size();
+  EXPECT_GT(header, 0u);
+  const double est[1] = {0.3502}, se[1] = {0.1536};
+  files.write_snp(typed_snp(), true, est, se, {0, 0});
+  EXPECT_EQ(slurp(name).substr(header), result_line(typed_snp(), true, 0.3502, 0.1536));
+  EXPECT_EQ(files.close(), "Error: Result file '/dev/full' could not be written in full.\n");
+}

@@ -1,9 +1,15 @@
 #include "support/process.h"
 
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
+#include <map>
+#include <mutex>
 #include <fstream>
 #include <regex>
 #include <sstream>
@@ -79,4 +85,62 @@ RunResult run_kestrova(const ScratchDir& dir, const std::vector<std::string>& ar
 std::string without_times(const std::string& log) {
   static const std::regex stamp("Kestrova (started|complete): [A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9]\\d \\d\\d:\\d\\d:\\d\\d \\d{4}");
   return std::regex_replace(log, stamp, "Kestrova $1: <time>");
+}
+
+namespace {
+std::mutex started_mutex;
+std::map<int, std::chrono::steady_clock::time_point> started_at;
+}  // namespace
+
+Child start_in(const fs::path& dir, const std::string& program, const std::vector<std::string>& args,
+               long long address_space) {
+  std::vector<std::string> argv_text{program};
+  argv_text.insert(argv_text.end(), args.begin(), args.end());
+  std::vector<char*> argv;
+  for (std::string& a : argv_text) argv.push_back(a.data());
+  argv.push_back(nullptr);
+  const std::string out = (dir / ".stdout").string(), err = (dir / ".stderr").string();
+  const auto now = std::chrono::steady_clock::now();
+  int pid = ::fork();
+  if (pid == 0) {
+    // In the child only calls that are safe after fork.
+    if (::chdir(dir.c_str()) != 0) ::_exit(126);
+    int o = ::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    int e = ::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    int in = ::open("/dev/null", O_RDONLY);
+    if (o < 0 || e < 0 || in < 0) ::_exit(126);
+    ::dup2(in, 0);
+    ::dup2(o, 1);
+    ::dup2(e, 2);
+    if (address_space > 0) {
+      struct rlimit limit {};
+      limit.rlim_cur = limit.rlim_max = static_cast<rlim_t>(address_space);
+      ::setrlimit(RLIMIT_AS, &limit);
+    }
+    ::execv(program.c_str(), argv.data());
+    ::_exit(127);
+  }
+  std::lock_guard<std::mutex> lock(started_mutex);
+  started_at[pid] = now;
+  return Child{pid, dir};
+}
+
+Finished finish(const Child& child) {
+  Finished f;
+  int raw = 0;
+  struct rusage usage {};
+  if (::wait4(child.pid, &raw, 0, &usage) != child.pid) return f;
+  {
+    std::lock_guard<std::mutex> lock(started_mutex);
+    f.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started_at[child.pid]).count();
+    started_at.erase(child.pid);
+  }
+  f.result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+  f.signal = WIFSIGNALED(raw) ? WTERMSIG(raw) : 0;
+  f.max_rss_kb = usage.ru_maxrss;
+  f.result.out = slurp(child.dir / ".stdout");
+  f.result.err = slurp(child.dir / ".stderr");
+  fs::remove(child.dir / ".stdout");
+  fs::remove(child.dir / ".stderr");
+  return f;
 }

@@ -38,3 +38,27 @@ std::string without_times(const std::string& log);
 
 // Reads a whole file; empty when it cannot be opened.
 std::string slurp(const std::filesystem::path& file);
+
+// A run of the program started in the background, for tests that stop it or
+// measure it.
+struct Child {
+  int pid = -1;
+  std::filesystem::path dir;
+};
+
+// Starts `program args...` inside dir with standard output and error going to
+// dir/.stdout and dir/.stderr; with address_space > 0 the child may map at most
+// that many bytes (setrlimit RLIMIT_AS).
+Child start_in(const std::filesystem::path& dir, const std::string& program, const std::vector<std::string>& args,
+               long long address_space = 0);
+
+struct Finished {
+  RunResult result;
+  int signal = 0;        // the signal that ended the child, 0 when it exited
+  long max_rss_kb = 0;   // its peak resident memory
+  double seconds = 0.0;  // wall time from start_in to its end
+};
+
+// Waits for the child to end (wait4, so its own peak memory is known) and reads
+// back what it printed.
+Finished finish(const Child& child);
