@@ -1,6 +1,6 @@
 // All input files of a run together, read and prepared as the program does before
 // its SNP loop (merge with the panel, haplotype link, strand alignment, monomorphic
-// filter), then the tag search of every SNP. The input holds the specification,
+// filter), then the tag search of every SNP. The input holds the model file,
 // phenotype, genotype, panel and haplotype files in this order, separated by lines
 // "%%"; without the last two the run is one under -ne. The first byte chooses the
 // switches -no_fix and -no_remove and the number of tags (1 to 4).

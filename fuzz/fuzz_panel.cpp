@@ -1,6 +1,6 @@
 // The external panel reader. The input's first line is what follows "PANEL =" in
 // the specification file (the counts of trios, duos and singletons, read by the
-// specification reader); its length chooses the mode of inheritance. The rest is
+// model file reader); its length chooses the mode of inheritance. The rest is
 // the panel file.
 #include <cstdint>
 #include <string>
@@ -15,9 +15,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::size_t nl = text.find('\n');
   if (nl == std::string::npos) return 0;
   static const char* const kModes[4] = {"additive", "recessive", "dominant", "codominant"};
-  const std::string spec = "DESIGN = case-control\nPANEL = " + text.substr(0, nl) + "\nMODE = " + kModes[nl % 4] +
+  const std::string model_text = "DESIGN = case-control\nPANEL = " + text.substr(0, nl) + "\nMODE = " + kModes[nl % 4] +
                            "\nEFFECT = G\nOUTPUT = G\n";
-  InputFile pfile(std::string("STATUS\n")), sfile(spec), efile(text.substr(nl + 1));
+  InputFile pfile(std::string("STATUS\n")), sfile(model_text), efile(text.substr(nl + 1));
   Model model;
   std::vector<std::string> warnings;
   if (!read_header(model, pfile.name(), sfile.name(), 1, warnings).empty()) return 0;

@@ -16,8 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                         "DESIGN = cohort\nEFFECT = G\nOUTPUT = G\n",
                                         "DESIGN = cross-sectional\nEFFECT = G\nOUTPUT = G\n"};
   const unsigned pick = data[0];
-  const std::string spec = kSpecs[pick % 3];
-  InputFile pfile(data + 1, size - 1), sfile(spec);
+  const std::string model_text = kSpecs[pick % 3];
+  InputFile pfile(data + 1, size - 1), sfile(model_text);
   Model model;
   std::vector<std::string> warnings;
   if (!read_header(model, pfile.name(), sfile.name(), 1, warnings).empty()) return 0;

@@ -11,8 +11,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string text(reinterpret_cast<const char*>(data), size);
   const std::size_t nl = text.find('\n');
   const std::string header = nl == std::string::npos ? text : text.substr(0, nl + 1);
-  const std::string spec = nl == std::string::npos ? std::string() : text.substr(nl + 1);
-  InputFile pfile(header), sfile(spec);
+  const std::string model_text = nl == std::string::npos ? std::string() : text.substr(nl + 1);
+  InputFile pfile(header), sfile(model_text);
   for (int ext : {1, 0}) {
     Model model;
     std::vector<std::string> warnings;

@@ -8,7 +8,7 @@ namespace prepare {
 
 namespace {
 
-// The analysis reads specification lines 99 characters at a time.
+// The analysis reads model file lines 99 characters at a time.
 constexpr std::size_t kModelLineWidth = 90;
 
 bool among(const std::vector<std::string>& v, const std::string& w) { return std::find(v.begin(), v.end(), w) != v.end(); }
@@ -172,7 +172,7 @@ std::string check_model(ModelRequest& req, Response response, const std::vector<
     return "";
 }
 
-std::string specification_text(const ModelRequest& req, const int* panel) {
+std::string model_file_text(const ModelRequest& req, const int* panel) {
     std::string s = "DESIGN = " + req.design + "\n";
     if (panel)
         s += "PANEL = " + std::to_string(panel[0]) + " " + std::to_string(panel[1]) + " " + std::to_string(panel[2]) + "\n";

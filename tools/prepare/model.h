@@ -33,7 +33,7 @@ std::vector<std::string> covariates_of(const ModelRequest& req);
 std::string check_model(ModelRequest& req, Response response, const std::vector<std::string>& covariates);
 
 // specification.txt; panel: trios, duos, singletons, or nullptr without a panel.
-std::string specification_text(const ModelRequest& req, const int* panel);
+std::string model_file_text(const ModelRequest& req, const int* panel);
 
 // Splits an option value at blanks and commas.
 std::vector<std::string> words_of(std::string_view text);

@@ -215,7 +215,7 @@ public:
 
     // Adds the files written as a whole, or drops a chromosome without a usable
     // panel; the report's line per chromosome goes to notes. Then renames all.
-    std::string finish(bool withPanel, const std::string& pheno, const std::string& spec, std::string& notes,
+    std::string finish(bool withPanel, const std::string& pheno, const std::string& model_text, std::string& notes,
                        std::string& written) {
         for (const std::string& key : order_) {
             Chromosome& c = chromosomes_[key];
@@ -238,7 +238,7 @@ public:
             }
             // snp_names.txt is always written, so that no list of an earlier run stays beside the new files.
             for (const auto& [name, text] : {std::pair<const char*, std::string>{"phenotype.dat", pheno},
-                                             {"specification.txt", spec},
+                                             {"specification.txt", model_text},
                                              {"snp_names.txt", "name position original_identifier file\n" + c.renamed}})
                 if (StagedFile* f = staging_.open(c.dir, name, error_)) write(f, text);
             if (!error_.empty()) return error_;
@@ -359,7 +359,7 @@ std::string run(const Settings& s, std::string& report) {
     const int panelCounts[3] = {fam.trios, fam.duos, fam.singletons};
     std::string notes, written;
     if (std::string e = folders.finish(panel != nullptr, table.header + "\n" + samples.rows,
-                                       specification_text(model, panel ? panelCounts : nullptr), notes, written);
+                                       model_file_text(model, panel ? panelCounts : nullptr), notes, written);
         !e.empty())
         return e;
 

@@ -264,7 +264,7 @@ TEST(Sites, DuplicatesUnsortedRegionAndRenamedIdentifiers) {
 
 // ---------------------------------------------------------------- model
 
-TEST(Model, SpecificationTextAndDefaults) {
+TEST(Model, ModelFileTextAndDefaults) {
     ModelRequest m;
     m.categorical = {"SEX"};
     EXPECT_EQ(covariates_of(m), (std::vector<std::string>{"SEX"}));
@@ -272,12 +272,12 @@ TEST(Model, SpecificationTextAndDefaults) {
     EXPECT_EQ(covariates_of(m), (std::vector<std::string>{"AGE", "SEX"}));
     ASSERT_EQ(check_model(m, Response::Status, {"AGE", "SEX"}), "");
     const int panel[3] = {2, 1, 5};
-    EXPECT_EQ(specification_text(m, panel),
+    EXPECT_EQ(model_file_text(m, panel),
               "DESIGN = case-control\nPANEL = 2 1 5\nMODE = additive\nCATEGORICAL = SEX\nEFFECT = G AGE G*SEX SEX\n"
               "OUTPUT = G\n");
     ModelRequest d;
     ASSERT_EQ(check_model(d, Response::TimeEvent, {"X1"}), "");
-    EXPECT_EQ(specification_text(d, nullptr), "DESIGN = cohort\nMODE = additive\nEFFECT = G X1\nOUTPUT = G\n");
+    EXPECT_EQ(model_file_text(d, nullptr), "DESIGN = cohort\nMODE = additive\nEFFECT = G X1\nOUTPUT = G\n");
 }
 
 TEST(Model, EveryNameIsChecked) {
