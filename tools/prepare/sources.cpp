@@ -4,6 +4,7 @@
 
 #include <htslib/vcf.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -70,7 +71,17 @@ bool VcfSource::open(const std::string& path) {
         error = quote(path) + ": the file holds no samples";
         return false;
     }
-    for (int i = 0; i < n; ++i) samples_.emplace_back(m.hdr->samples[i]);
+    for (int i = 0; i < n; ++i) {
+        // htslib takes an empty sample name (two tabs in a row) as the rest of the
+        // #CHROM line, tabs and line end included.
+        const std::string_view name(m.hdr->samples[i]);
+        if (name.empty() || std::any_of(name.begin(), name.end(), [](char c) { return c == '\t' || c == '\n' || c == '\r'; })) {
+            error = quote(path) + ": sample " + std::to_string(i + 1) +
+                    " of the #CHROM line has an empty name (two tabs in a row or a tab at the line's end)";
+            return false;
+        }
+        samples_.emplace_back(name);
+    }
     return unique_samples(samples_, path, error);
 }
 

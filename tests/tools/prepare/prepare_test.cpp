@@ -348,6 +348,10 @@ TEST(PrepareFails, VcfRecords) {
     fails(dir, kStudy, "'study.vcf': no biallelic SNP to write (1 records, 0 biallelic SNPs kept; skipped: 1 indels)");
     study("\tA\tB\tA", "");
     fails(dir, kStudy, "'study.vcf': the VCF header cannot be read");  // htslib refuses repeated samples
+    study("\t\tA\tB", "1\t100\trs1\tA\tG\t.\t.\t.\tGT\t0/1\t0/0\t0/0\n");  // found by fuzzing
+    fails(dir, kStudy, "'study.vcf': sample 1 of the #CHROM line has an empty name");
+    study("\tA\t\tB", "1\t100\trs1\tA\tG\t.\t.\t.\tGT\t0/1\t0/0\t0/0\n");
+    fails(dir, kStudy, "'study.vcf': sample 2 of the #CHROM line has an empty name");
     dir.write("study.vcf", head.substr(0, head.size() - 7) + "\n1\t100\trs1\tA\tG\t.\t.\t.\n");
     fails(dir, kStudy, "'study.vcf': the file holds no samples");
     study("\tX\tY", "");
