@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!checked.empty()) return 0;
   if (req.effect.empty() || req.output.empty()) std::abort();
   const int panel[3] = {static_cast<int>(pick >> 3) & 3, 1, 2};
-  const std::string spec = prepare::specification_text(req, (pick >> 5) & 1u ? panel : nullptr);
-  if (spec.empty() || spec.back() != '\n') std::abort();
+  const std::string model_text = prepare::model_file_text(req, (pick >> 5) & 1u ? panel : nullptr);
+  if (model_text.empty() || model_text.back() != '\n') std::abort();
   return 0;
 }
