@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -15,96 +16,185 @@ inline double pair_factor(int h1, int h2) { return h1 == h2 ? 1.0 : 2.0; }
 
 namespace {
 
-// The study side of the EM, laid out once per estimation. A subject adds half of
-// each pair's weight to each of the pair's two haplotypes, subject after subject;
-// only the order of the additions into one haplotype's count matters to the
-// result, so the additions are kept as one chain per haplotype (pair positions,
-// in subject order) and the chains are summed several at a time.
+// The study side of the EM, laid out once per estimation. Only the order of the
+// additions into one haplotype's count matters to the result: a subject adds half
+// of each pair's weight to each of the pair's two haplotypes, subject after
+// subject, pair after pair. Each haplotype's additions form a chain of pair
+// positions in that order. The chains are dealt to kLanes lanes, longest first to
+// the least loaded lane, and stored interleaved step by step, so that the lanes
+// advance together with their additions overlapping; a lane that has finished
+// adds zero (a no-op on a count that is never -0) until the others finish.
+// Subjects that share a row of pairs (see StudyList) share its weights, which are
+// computed once per iteration from the pairs' codes kept side by side.
+constexpr std::size_t kLanes = 4;
+
+struct ChainEnd {
+  std::size_t step;  // the chain's last addition is at step - 1
+  std::size_t lane;
+  int h;
+};
+
 struct StudyChains {
-  int Ns = 0;                            // subjects taking part
-  std::vector<std::pair<int, int>> rows;  // distinct pair ranges, in the order of their first subject
-  std::vector<int> start;                // chain of haplotype h: pair[start[h] .. start[h+1]-1]
-  std::vector<int> pair;
-  std::vector<int> order;                // haplotypes, longest chain first
-  std::vector<double> half;              // per pair: half its current weight
+  int Ns = 0;                              // subjects taking part
+  std::vector<std::pair<int, int>> rows;   // distinct pair ranges, in the order of their first subject
+  std::vector<int> h1, h2;                 // per pair position: its codes
+  std::vector<double> factor;              // per pair position: its Hardy-Weinberg multiplicity
+  std::vector<double> term, total;         // per pair position: c f f and its row's sum
+  std::vector<double> half;                // per pair position: half its weight; then one zero
+  std::vector<std::uint32_t> stream;       // step t, lane l: stream[t * kLanes + l]
+  std::vector<ChainEnd> ends;              // in order of step
+  // Scratch of the layout.
+  std::vector<int> first_row, taking, order;
+  std::vector<std::size_t> members, count, lane, begin;
+  std::vector<std::uint32_t*> at;
 };
 
 void lay_out(const Window& w, int s1, int s2, const int* STATUS, StudyChains& sc) {
   const std::size_t K = static_cast<std::size_t>(w.K);
+  const std::size_t npairs = w.list.pairs.size();
   sc.Ns = 0;
   sc.rows.clear();
-  sc.start.assign(K + 1, 0);
-  std::vector<int> count(K, 0);
+  sc.h1.resize(npairs);
+  sc.h2.resize(npairs);
+  sc.factor.resize(npairs);
+  sc.term.resize(npairs);
+  sc.total.resize(npairs);
+  sc.half.assign(npairs + 1, 0.0);
+  sc.taking.clear();
   int fresh = 0;  // pairs before this index belong to rows already listed
-  auto taking_part = [&](const SubjectNode& s) {
-    return !(w.design == kCaseControl && STATUS[s.idx] != s1 && STATUS[s.idx] != s2);
-  };
-  for (const SubjectNode& s : w.list.subjects) {
-    if (!taking_part(s)) continue;
+  std::vector<int>& first_row = sc.first_row;  // row of a range, by its first pair
+  first_row.resize(npairs + 1);
+  std::vector<std::size_t>& members = sc.members;
+  members.clear();
+  for (std::size_t i = 0; i < w.list.subjects.size(); i++) {
+    const SubjectNode& s = w.list.subjects[i];
+    if (w.design == kCaseControl && STATUS[s.idx] != s1 && STATUS[s.idx] != s2) continue;
     sc.Ns++;
     if (s.first >= fresh) {
+      first_row[static_cast<std::size_t>(s.first)] = static_cast<int>(sc.rows.size());
       sc.rows.push_back({s.first, s.last});
+      members.push_back(0);
       fresh = s.last;
+      for (int p = s.first; p < s.last; p++) {
+        const PairNode& pr = w.list.pairs[static_cast<std::size_t>(p)];
+        sc.h1[static_cast<std::size_t>(p)] = pr.h1;
+        sc.h2[static_cast<std::size_t>(p)] = pr.h2;
+        sc.factor[static_cast<std::size_t>(p)] = pair_factor(pr.h1, pr.h2);
+      }
     }
+    members[static_cast<std::size_t>(first_row[static_cast<std::size_t>(s.first)])]++;
+    sc.taking.push_back(static_cast<int>(i));
+  }
+
+  // Chain lengths, row by row: each of a row's pairs adds to two chains once per subject of the row.
+  std::vector<std::size_t>& count = sc.count;
+  count.assign(K, 0);
+  for (std::size_t r = 0; r < sc.rows.size(); r++)
+    for (int p = sc.rows[r].first; p < sc.rows[r].second; p++) {
+      count[static_cast<std::size_t>(sc.h1[static_cast<std::size_t>(p)])] += members[r];
+      count[static_cast<std::size_t>(sc.h2[static_cast<std::size_t>(p)])] += members[r];
+    }
+
+  // Deal the chains to the lanes, longest first, each to the least loaded lane.
+  std::vector<int>& order = sc.order;
+  order.resize(K);
+  for (std::size_t h = 0; h < K; h++) order[h] = static_cast<int>(h);
+  std::sort(order.begin(), order.end(), [&](int a, int b) {
+    const std::size_t ca = count[static_cast<std::size_t>(a)], cb = count[static_cast<std::size_t>(b)];
+    return ca > cb || (ca == cb && a < b);
+  });
+  std::vector<std::size_t>& lane = sc.lane;
+  std::vector<std::size_t>& begin = sc.begin;
+  lane.assign(K, 0);
+  begin.assign(K, 0);
+  std::size_t load[kLanes] = {};
+  sc.ends.clear();
+  for (int h : order) {
+    const std::size_t c = count[static_cast<std::size_t>(h)];
+    if (c == 0) break;
+    std::size_t l = 0;
+    for (std::size_t k = 1; k < kLanes; k++)
+      if (load[k] < load[l]) l = k;
+    lane[static_cast<std::size_t>(h)] = l;
+    begin[static_cast<std::size_t>(h)] = load[l];
+    load[l] += c;
+    sc.ends.push_back({load[l], l, h});
+  }
+  std::sort(sc.ends.begin(), sc.ends.end(), [](const ChainEnd& a, const ChainEnd& b) { return a.step < b.step || (a.step == b.step && a.lane < b.lane); });
+  const std::size_t steps = *std::max_element(load, load + kLanes);
+  sc.stream.assign(steps * kLanes, static_cast<std::uint32_t>(npairs));  // the zero after the halves
+
+  // The additions, subject after subject, each to the next free step of its chain.
+  std::vector<std::uint32_t*>& at = sc.at;
+  at.resize(K);
+  for (std::size_t h = 0; h < K; h++) at[h] = sc.stream.data() + begin[h] * kLanes + lane[h];
+  const int* h1 = sc.h1.data();
+  const int* h2 = sc.h2.data();
+  for (int i : sc.taking) {
+    const SubjectNode& s = w.list.subjects[static_cast<std::size_t>(i)];
     for (int p = s.first; p < s.last; p++) {
-      const PairNode& pr = w.list.pairs[static_cast<std::size_t>(p)];
-      count[static_cast<std::size_t>(pr.h1)]++;
-      count[static_cast<std::size_t>(pr.h2)]++;
+      std::uint32_t*& a1 = at[static_cast<std::size_t>(h1[p])];
+      *a1 = static_cast<std::uint32_t>(p);
+      a1 += kLanes;
+      std::uint32_t*& a2 = at[static_cast<std::size_t>(h2[p])];
+      *a2 = static_cast<std::uint32_t>(p);
+      a2 += kLanes;
     }
   }
-  for (std::size_t h = 0; h < K; h++) sc.start[h + 1] = sc.start[h] + count[h];
-  sc.pair.resize(static_cast<std::size_t>(sc.start[K]));
-  std::vector<int> next(sc.start.begin(), sc.start.end() - 1);
-  for (const SubjectNode& s : w.list.subjects) {
-    if (!taking_part(s)) continue;
-    for (int p = s.first; p < s.last; p++) {
-      const PairNode& pr = w.list.pairs[static_cast<std::size_t>(p)];
-      sc.pair[static_cast<std::size_t>(next[static_cast<std::size_t>(pr.h1)]++)] = p;
-      sc.pair[static_cast<std::size_t>(next[static_cast<std::size_t>(pr.h2)]++)] = p;
-    }
-  }
-  sc.order.resize(K);
-  for (std::size_t h = 0; h < K; h++) sc.order[h] = static_cast<int>(h);
-  std::stable_sort(sc.order.begin(), sc.order.end(), [&](int a, int b) { return count[static_cast<std::size_t>(a)] > count[static_cast<std::size_t>(b)]; });
-  sc.half.assign(w.list.pairs.size(), 0.0);
 }
 
-// fnew[h] = the study's additions into haplotype h, each chain summed in its own
-// order, four chains at a time so that their additions overlap.
+// half[i] = x[i] / P[i] / 2, for i < n. A quotient is correctly rounded at any
+// vector width, so the widest the machine offers is taken when the compiler can
+// offer a choice.
+#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && !defined(__SANITIZE_ADDRESS__) && \
+    !defined(__SANITIZE_THREAD__)
+__attribute__((target_clones("avx512f", "avx2", "default")))
+#endif
+void halve_quotients(const double* x, const double* P, double* half, std::size_t n) {
+  for (std::size_t i = 0; i < n; i++) half[i] = x[i] / P[i] / 2.0;
+}
+
+// E-step of the study: each distinct row's pair weights under f, kept halved.
+void weigh_rows(StudyChains& sc, const double* f) {
+  for (const auto& [first, last] : sc.rows) {
+    double P = 0.0;
+    for (int p = first; p < last; p++) {
+      const std::size_t i = static_cast<std::size_t>(p);
+      const double x = sc.factor[i] * f[sc.h1[i]] * f[sc.h2[i]];
+      sc.term[i] = x;
+      P += x;
+    }
+    if (P == 0.0) P = 1.0;
+    for (int p = first; p < last; p++) sc.total[static_cast<std::size_t>(p)] = P;
+  }
+  halve_quotients(sc.term.data(), sc.total.data(), sc.half.data(), sc.term.size());
+}
+
+// fnew[h] = the study's additions into haplotype h, each chain summed in its own order.
 void add_chains(const StudyChains& sc, double* fnew) {
-  const int* c = sc.pair.data();
+  const std::uint32_t* s = sc.stream.data();
   const double* half = sc.half.data();
-  const std::size_t K = sc.order.size();
-  std::size_t g = 0;
-  for (; g + 4 <= K; g += 4) {
-    const int h[4] = {sc.order[g], sc.order[g + 1], sc.order[g + 2], sc.order[g + 3]};
-    const int* p[4];
-    int len[4];
-    for (int k = 0; k < 4; k++) {
-      p[k] = c + sc.start[static_cast<std::size_t>(h[k])];
-      len[k] = sc.start[static_cast<std::size_t>(h[k]) + 1] - sc.start[static_cast<std::size_t>(h[k])];
+  double a[kLanes] = {};
+  std::size_t t = 0;
+  for (const ChainEnd& e : sc.ends) {
+    double x0 = a[0], x1 = a[1], x2 = a[2], x3 = a[3];
+    for (; t < e.step; t++) {
+      const std::uint32_t* at = s + t * kLanes;
+      x0 += half[at[0]];
+      x1 += half[at[1]];
+      x2 += half[at[2]];
+      x3 += half[at[3]];
     }
-    const int common = std::min(std::min(len[0], len[1]), std::min(len[2], len[3]));
-    double x0 = 0.0, x1 = 0.0, x2 = 0.0, x3 = 0.0;
-    for (int t = 0; t < common; t++) {
-      x0 += half[p[0][t]];
-      x1 += half[p[1][t]];
-      x2 += half[p[2][t]];
-      x3 += half[p[3][t]];
-    }
-    const double x[4] = {x0, x1, x2, x3};
-    for (int k = 0; k < 4; k++) {
-      double xk = x[k];
-      for (int t = common; t < len[k]; t++) xk += half[p[k][t]];
-      fnew[h[k]] = xk;
-    }
+    a[0] = x0, a[1] = x1, a[2] = x2, a[3] = x3;
+    fnew[e.h] = a[e.lane];
+    a[e.lane] = 0.0;
   }
-  for (; g < K; g++) {
-    const int h = sc.order[g];
-    double x = 0.0;
-    for (int t = sc.start[static_cast<std::size_t>(h)]; t < sc.start[static_cast<std::size_t>(h) + 1]; t++) x += half[c[t]];
-    fnew[h] = x;
-  }
+}
+
+// Leaves each listed pair's weight at its posterior of the last E-step.
+void keep_weights(const StudyChains& sc, PairNode* pairs) {
+  for (const auto& [first, last] : sc.rows)
+    for (int p = first; p < last; p++) pairs[p].w = sc.term[static_cast<std::size_t>(p)] / sc.total[static_cast<std::size_t>(p)];
 }
 
 }  // namespace
@@ -124,20 +214,7 @@ int A1(Window& w, double* f, int s1, int s2, int study_switch, int panel_switch,
     // Study subjects: posterior of each compatible pair (once per distinct row of
     // pairs), then its expected haplotype counts, half the weight to each haplotype.
     if (study_switch == 1) {
-      PairNode* pairs = w.list.pairs.data();
-      for (const auto& [first, last] : sc.rows) {
-        double P = 0.0;
-        for (int p = first; p < last; p++) {
-          PairNode& pr = pairs[p];
-          pr.w = pair_factor(pr.h1, pr.h2) * f[pr.h1] * f[pr.h2];
-          P += pr.w;
-        }
-        if (P == 0.0) P = 1.0;
-        for (int p = first; p < last; p++) {
-          pairs[p].w = pairs[p].w / P;
-          sc.half[static_cast<std::size_t>(p)] = pairs[p].w / 2.0;
-        }
-      }
+      weigh_rows(sc, f);
       add_chains(sc, fnew.data());
       Ns = sc.Ns;
     }
@@ -185,6 +262,7 @@ int A1(Window& w, double* f, int s1, int s2, int study_switch, int panel_switch,
     }
     iter++;
   }
+  if (study_switch == 1 && iter > 0) keep_weights(sc, w.list.pairs.data());
   return iter < kEmMaxIterations ? 1 : 0;
 }
 

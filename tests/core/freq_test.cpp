@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <vector>
 
@@ -217,59 +218,74 @@ TEST(VarianceChecks, UnusableRowsAndImproperDiagonals) {
 
 // The estimate adds the subjects' expected counts in subject order, digit for
 // digit as the plain subject-by-subject loop does, with every subject's own pairs
-// and with pairs shared among subjects of one genotype row.
+// and with pairs shared among subjects of one genotype row; for windows of one to
+// eight SNPs, and for one where a single haplotype takes most of the additions
+// (nearly every subject homozygous for it), so that some lanes of the sum idle.
 TEST(A1, SameDigitsAsTheSubjectBySubjectLoop) {
   unsigned state = 99;
   auto next = [&state] {
     state = state * 1664525u + 1013904223u;
     return (state >> 8) % 1000;
   };
-  Rows r;
-  std::vector<int> status;
-  for (int i = 0; i < 400; i++) {
-    std::vector<int> row;
-    const int founder = static_cast<int>(next() % 4);
-    for (int j = 0; j < 5; j++) {
-      int g = ((founder >> (j % 2)) & 1) + static_cast<int>(next() % 2);
-      if (next() < 30) g = 9;
-      row.push_back(g);
-    }
-    r.push_back(row);
-    status.push_back(next() < 50 ? 2 : static_cast<int>(next() % 2));
-  }
-  for (int design : {kCaseControl, kCohort}) {
-    Window w;
-    w.set_size(5);
-    w.design = design;
-    makelist(w.list, rows(5, r), static_cast<int>(r.size()), 5);
-    std::vector<double> expected(32, 1.0 / 32), got(32, 1.0 / 32);
-    literal_em(w.list, expected, design == kCaseControl ? status : std::vector<int>{});
-    A1(w, got.data(), 0, 1, 1, -1, status.data());
-    for (int h = 0; h < 32; h++) EXPECT_EQ(got[static_cast<std::size_t>(h)], expected[static_cast<std::size_t>(h)]) << h;
-
-    // The same subjects with one pair range per distinct row (the tag search's list).
-    StudyList shared;
-    std::vector<std::vector<int>> seen;
-    std::vector<std::pair<int, int>> range;
-    for (std::size_t i = 0; i < r.size(); i++) {
-      if (design == kCaseControl && status[i] > 1) continue;
-      std::size_t k = 0;
-      while (k < seen.size() && seen[k] != r[i]) k++;
-      if (k == seen.size()) {
-        seen.push_back(r[i]);
-        const int first = static_cast<int>(shared.pairs.size());
-        row_pairs(shared.pairs, r[i].data(), 5);
-        range.push_back({first, static_cast<int>(shared.pairs.size())});
+  for (int M : {1, 5, 8, -5}) {
+    const bool skewed = M < 0;
+    M = std::abs(M);
+    const int K = 1 << M;
+    Rows r;
+    std::vector<int> status;
+    for (int i = 0; i < 400; i++) {
+      std::vector<int> row;
+      const int founder = static_cast<int>(next() % 4);
+      for (int j = 0; j < M; j++) {
+        int g = ((founder >> (j % 2)) & 1) + static_cast<int>(next() % 2);
+        if (skewed && next() < 900) g = 0;
+        if (next() < 30) g = 9;
+        row.push_back(g);
       }
-      SubjectNode s;
-      s.first = range[k].first;
-      s.last = range[k].second;
-      s.idx = static_cast<int>(i);
-      shared.subjects.push_back(s);
+      r.push_back(row);
+      status.push_back(next() < 50 ? 2 : static_cast<int>(next() % 2));
     }
-    w.list = shared;
-    std::vector<double> again(32, 1.0 / 32);
-    A1(w, again.data(), 0, 1, 1, -1, status.data());
-    EXPECT_EQ(again, expected);
+    for (int design : {kCaseControl, kCohort}) {
+      Window w;
+      w.set_size(M);
+      w.design = design;
+      makelist(w.list, rows(M, r), static_cast<int>(r.size()), M);
+      std::vector<double> expected = uniform(K), got = uniform(K);
+      literal_em(w.list, expected, design == kCaseControl ? status : std::vector<int>{});
+      A1(w, got.data(), 0, 1, 1, -1, status.data());
+      EXPECT_EQ(got, expected) << M << " " << skewed << " " << design;
+
+      // The same subjects with one pair range per distinct row (the tag search's list).
+      StudyList shared;
+      std::vector<std::vector<int>> seen;
+      std::vector<std::pair<int, int>> range;
+      for (std::size_t i = 0; i < r.size(); i++) {
+        if (design == kCaseControl && status[i] > 1) continue;
+        std::size_t k = 0;
+        while (k < seen.size() && seen[k] != r[i]) k++;
+        if (k == seen.size()) {
+          seen.push_back(r[i]);
+          const int first = static_cast<int>(shared.pairs.size());
+          row_pairs(shared.pairs, r[i].data(), M);
+          range.push_back({first, static_cast<int>(shared.pairs.size())});
+        }
+        SubjectNode s;
+        s.first = range[k].first;
+        s.last = range[k].second;
+        s.idx = static_cast<int>(i);
+        shared.subjects.push_back(s);
+      }
+      w.list = shared;
+      std::vector<double> again = uniform(K);
+      A1(w, again.data(), 0, 1, 1, -1, status.data());
+      EXPECT_EQ(again, expected) << M << " " << skewed << " " << design;
+      // Each pair is left with its posterior weight of the last E-step.
+      for (const SubjectNode& s : w.list.subjects) {
+        double sum = 0.0;
+        for (int p = s.first; p < s.last; p++) sum += w.list.pairs[static_cast<std::size_t>(p)].w;
+        EXPECT_NEAR(sum, 1.0, 1e-12);
+      }
+    }
   }
 }
+
