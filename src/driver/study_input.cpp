@@ -6,7 +6,7 @@
 
 #include "driver/allele_freq.h"
 #include "driver/fatal.h"
-#include "model/panel.h"
+#include "driver/snp_fields.h"
 #include "driver/tokenizer.h"
 
 namespace {
@@ -157,30 +157,18 @@ std::string genotype_lines(const std::string& gfile, int mode, StudyData& study)
     const int ln = in.line_number();
     if (snp == nsnp) return format("Error: '%s' changed while it was read.\n", file);
     Words words(line);
+    if (std::string e = read_snp_id(words, study.id[snp], ln, file); !e.empty()) return e;
+    if (std::string e = read_position(words, study.pos[snp], ln, file); !e.empty()) return e;
+
     std::string_view word;
-    words.next(word);
-    if (word.size() > static_cast<std::size_t>(kMaxWordLength))
-      return format("Error: SNP identifier '%s' on line %d of '%s' is longer than %d characters.\n",
-                    shown(word).c_str(), ln, file, kMaxWordLength);
-    study.id[snp] = word;
-
-    if (!words.next(word)) return format("Error: Line %d of '%s' has no position.\n", ln, file);
     int value = 0;
-    if (!parse_int(word, value))
-      return format("Error: Position '%s' on line %d of '%s' is not an integer.\n", shown(word).c_str(), ln, file);
-    if (value <= kLeftSentinel || value >= kRightSentinel)
-      return format("Error: Position %d on line %d of '%s' is out of range (%d to %d).\n", value, ln, file,
-                    kLeftSentinel + 1, kRightSentinel - 1);
-    study.pos[snp] = value;
-
     if (!words.next(word)) return format("Error: Line %d of '%s' has no strand flag.\n", ln, file);
     if (!parse_int(word, value))
       return format("Error: Strand flag '%s' on line %d of '%s' is not an integer.\n", shown(word).c_str(), ln,
                     file);
     study.strand[snp] = value;
 
-    if (!words.next_char(study.a1[snp]) || !words.next_char(study.a2[snp]))
-      return format("Error: Line %d of '%s' has no allele letters.\n", ln, file);
+    if (std::string e = read_letters(words, study.a1[snp], study.a2[snp], ln, file); !e.empty()) return e;
 
     // One code per individual of the phenotype file; the used ones are kept.
     std::uint8_t* out = study.geno.data() + static_cast<std::size_t>(snp) * n;
