@@ -99,12 +99,7 @@ std::string panel_lines(const std::string& efile, const Model& model, PanelData&
   panel.mode_freq.assign(nsnp, 0.0);
   panel.geno.assign(static_cast<std::size_t>(nsnp) * ncol, 0);
 
-  int snp = 0;
-  while (in.next(line)) {
-    if (!has_word(line)) continue;
-    const int ln = in.line_number();
-    if (snp == nsnp) return format("Error: '%s' changed while it was read.\n", file);
-    Words words(line);
+  return read_records(in, nsnp, efile, [&](Words& words, int ln, int snp) {
     if (std::string e = read_snp_id(words, panel.id[snp], ln, file); !e.empty()) return e;
     if (std::string e = read_position(words, panel.pos[snp], ln, file); !e.empty()) return e;
     if (std::string e = read_letters(words, panel.a1[snp], panel.a2[snp], ln, file); !e.empty()) return e;
@@ -113,11 +108,8 @@ std::string panel_lines(const std::string& efile, const Model& model, PanelData&
     AlleleSummary s = summarise_alleles(out, ncol, model.mode);
     panel.freq[snp] = s.freq;
     panel.mode_freq[snp] = s.mode_freq;
-    snp++;
-  }
-  if (in.failed()) return read_failure(in, efile);
-  if (snp != nsnp) return format("Error: '%s' changed while it was read.\n", file);
-  return "";
+    return std::string();
+  });
 }
 
 std::string haplotype_lines(const std::string& hfile, PanelData& panel) {
@@ -144,21 +136,11 @@ std::string haplotype_lines(const std::string& hfile, PanelData& panel) {
   panel.hap_id.assign(nrec, std::string());
   panel.hap.assign(static_cast<std::size_t>(nrec) * nhap, 0);
 
-  int rec = 0;
-  while (in.next(line)) {
-    if (!has_word(line)) continue;
-    const int ln = in.line_number();
-    if (rec == nrec) return format("Error: '%s' changed while it was read.\n", file);
-    Words words(line);
+  return read_records(in, nrec, hfile, [&](Words& words, int ln, int rec) {
     if (std::string e = read_snp_id(words, panel.hap_id[rec], ln, file); !e.empty()) return e;
     std::uint8_t* out = panel.hap.data() + static_cast<std::size_t>(rec) * nhap;
-    if (std::string e = read_codes(words, nhap, out, kHaplotypeCodeSet, kHaplotypeCodes, ln, file); !e.empty())
-      return e;
-    rec++;
-  }
-  if (in.failed()) return read_failure(in, hfile);
-  if (rec != nrec) return format("Error: '%s' changed while it was read.\n", file);
-  return "";
+    return read_codes(words, nhap, out, kHaplotypeCodeSet, kHaplotypeCodes, ln, file);
+  });
 }
 
 }  // namespace
