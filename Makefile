@@ -38,7 +38,7 @@ fuzz:
 	@CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKESTROVA_FUZZ=ON \
 	  -DKESTROVA_TESTS=OFF >/dev/null
 	@cmake --build build-fuzz -j $(JOBS) --target fuzz_specfile fuzz_phenotype fuzz_genotype fuzz_panel fuzz_haplotype \
-	  fuzz_inputs fuzz_prepare_phenotype fuzz_prepare_pedigree fuzz_prepare_model fuzz_prepare_vcf
+	  fuzz_inputs fuzz_prepare_phenotype fuzz_prepare_pedigree fuzz_prepare_model fuzz_prepare_vcf fuzz_report
 	bash fuzz/run.sh build-fuzz
 
 clean:

@@ -7,7 +7,7 @@ set -uo pipefail
 cd "$(dirname "$0")/.."
 build=${1:-build-fuzz}
 seconds=${FUZZ_SECONDS:-60}
-targets=(specfile phenotype genotype panel haplotype inputs prepare_phenotype prepare_pedigree prepare_model prepare_vcf)
+targets=(specfile phenotype genotype panel haplotype inputs prepare_phenotype prepare_pedigree prepare_model prepare_vcf report)
 status=0
 mkdir -p "$build/findings"
 for t in "${targets[@]}"; do

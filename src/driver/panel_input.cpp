@@ -5,6 +5,7 @@
 
 #include "driver/allele_freq.h"
 #include "driver/fatal.h"
+#include "driver/snp_fields.h"
 #include "model/study.h"
 #include "driver/tokenizer.h"
 
@@ -12,17 +13,6 @@ namespace {
 
 // What one SNP costs besides its codes: identifier, position, letters, frequencies.
 constexpr double kBytesPerSnp = sizeof(std::string) + sizeof(int) + 2 + 2 * sizeof(double);
-
-// The identifier word at the start of a record, checked for length.
-std::string read_identifier(Words& words, std::string& id, int ln, const char* file) {
-  std::string_view word;
-  words.next(word);
-  if (word.size() > static_cast<std::size_t>(kMaxWordLength))
-    return format("Error: SNP identifier '%s' on line %d of '%s' is longer than %d characters.\n",
-                  shown(word).c_str(), ln, file, kMaxWordLength);
-  id = word;
-  return "";
-}
 
 // The messages name a code `what` ("Genotype"), several `plural` ("genotypes"), its
 // column `column` ("in panel column") and what it should be `expected`.
@@ -109,35 +99,17 @@ std::string panel_lines(const std::string& efile, const Model& model, PanelData&
   panel.mode_freq.assign(nsnp, 0.0);
   panel.geno.assign(static_cast<std::size_t>(nsnp) * ncol, 0);
 
-  int snp = 0;
-  while (in.next(line)) {
-    if (!has_word(line)) continue;
-    const int ln = in.line_number();
-    if (snp == nsnp) return format("Error: '%s' changed while it was read.\n", file);
-    Words words(line);
-    if (std::string e = read_identifier(words, panel.id[snp], ln, file); !e.empty()) return e;
-    std::string_view word;
-    if (!words.next(word)) return format("Error: Line %d of '%s' has no position.\n", ln, file);
-    int value = 0;
-    if (!parse_int(word, value))
-      return format("Error: Position '%s' on line %d of '%s' is not an integer.\n", shown(word).c_str(), ln,
-                    file);
-    if (value <= kLeftSentinel || value >= kRightSentinel)
-      return format("Error: Position %d on line %d of '%s' is out of range (%d to %d).\n", value, ln, file,
-                    kLeftSentinel + 1, kRightSentinel - 1);
-    panel.pos[snp] = value;
-    if (!words.next_char(panel.a1[snp]) || !words.next_char(panel.a2[snp]))
-      return format("Error: Line %d of '%s' has no allele letters.\n", ln, file);
+  return read_records(in, nsnp, efile, [&](Words& words, int ln, int snp) {
+    if (std::string e = read_snp_id(words, panel.id[snp], ln, file); !e.empty()) return e;
+    if (std::string e = read_position(words, panel.pos[snp], ln, file); !e.empty()) return e;
+    if (std::string e = read_letters(words, panel.a1[snp], panel.a2[snp], ln, file); !e.empty()) return e;
     std::uint8_t* out = panel.geno.data() + static_cast<std::size_t>(snp) * ncol;
     if (std::string e = read_codes(words, ncol, out, kPanelCodeSet, kPanelCodes, ln, file); !e.empty()) return e;
     AlleleSummary s = summarise_alleles(out, ncol, model.mode);
     panel.freq[snp] = s.freq;
     panel.mode_freq[snp] = s.mode_freq;
-    snp++;
-  }
-  if (in.failed()) return read_failure(in, efile);
-  if (snp != nsnp) return format("Error: '%s' changed while it was read.\n", file);
-  return "";
+    return std::string();
+  });
 }
 
 std::string haplotype_lines(const std::string& hfile, PanelData& panel) {
@@ -164,21 +136,11 @@ std::string haplotype_lines(const std::string& hfile, PanelData& panel) {
   panel.hap_id.assign(nrec, std::string());
   panel.hap.assign(static_cast<std::size_t>(nrec) * nhap, 0);
 
-  int rec = 0;
-  while (in.next(line)) {
-    if (!has_word(line)) continue;
-    const int ln = in.line_number();
-    if (rec == nrec) return format("Error: '%s' changed while it was read.\n", file);
-    Words words(line);
-    if (std::string e = read_identifier(words, panel.hap_id[rec], ln, file); !e.empty()) return e;
+  return read_records(in, nrec, hfile, [&](Words& words, int ln, int rec) {
+    if (std::string e = read_snp_id(words, panel.hap_id[rec], ln, file); !e.empty()) return e;
     std::uint8_t* out = panel.hap.data() + static_cast<std::size_t>(rec) * nhap;
-    if (std::string e = read_codes(words, nhap, out, kHaplotypeCodeSet, kHaplotypeCodes, ln, file); !e.empty())
-      return e;
-    rec++;
-  }
-  if (in.failed()) return read_failure(in, hfile);
-  if (rec != nrec) return format("Error: '%s' changed while it was read.\n", file);
-  return "";
+    return read_codes(words, nhap, out, kHaplotypeCodeSet, kHaplotypeCodes, ln, file);
+  });
 }
 
 }  // namespace

@@ -26,36 +26,37 @@ void append(std::vector<std::string>& to, const std::string& v) {
     for (const std::string& w : list(v)) to.push_back(w);
 }
 
+using S = Settings&;
+using V = const std::string&;
+
+// --status and --trait: the one response column, of its kind.
+auto single_response(prepare::Response kind) {
+    return [kind](S s, V v) {
+        s.table.response = kind;
+        s.table.responses = {v};
+    };
+}
+
+// --time and --event: column k of the cohort's two.
+auto time_event(std::size_t k) {
+    return [k](S s, V v) {
+        s.table.response = prepare::Response::TimeEvent;
+        s.table.responses.resize(2);
+        s.table.responses[k] = v;
+    };
+}
+
 const std::vector<Option>& options() {
-    using S = Settings&;
-    using V = const std::string&;
     static const std::vector<Option> t = {
         {"vcf", "FILE", "study genotypes: VCF or BCF, plain or bgzipped", [](S s, V v) { s.vcf = v; }},
         {"bfile", "PREFIX", "study genotypes: PLINK 1 binary PREFIX.bed, .bim, .fam", [](S s, V v) { s.bfile = v; }},
         {"phenotypes", "FILE", "phenotype table with a header line", [](S s, V v) { s.phenotypes = v; }},
         {"id", "COLUMN", "sample ID column of the table (default IID)", [](S s, V v) { s.table.idColumn = v; }},
         {"status", "COLUMN", "case-control status column (1 case, 0 control)",
-         [](S s, V v) {
-             s.table.response = prepare::Response::Status;
-             s.table.responses = {v};
-         }},
-        {"time", "COLUMN", "cohort follow-up time column (with --event)",
-         [](S s, V v) {
-             s.table.response = prepare::Response::TimeEvent;
-             s.table.responses.resize(2);
-             s.table.responses[0] = v;
-         }},
-        {"event", "COLUMN", "cohort event column (1 event, 0 censored)",
-         [](S s, V v) {
-             s.table.response = prepare::Response::TimeEvent;
-             s.table.responses.resize(2);
-             s.table.responses[1] = v;
-         }},
-        {"trait", "COLUMN", "cross-sectional trait column",
-         [](S s, V v) {
-             s.table.response = prepare::Response::Trait;
-             s.table.responses = {v};
-         }},
+         single_response(prepare::Response::Status)},
+        {"time", "COLUMN", "cohort follow-up time column (with --event)", time_event(0)},
+        {"event", "COLUMN", "cohort event column (1 event, 0 censored)", time_event(1)},
+        {"trait", "COLUMN", "cross-sectional trait column", single_response(prepare::Response::Trait)},
         {"covariates", "A,B,..", "covariate columns, in this order (default: those the model names)",
          [](S s, V v) {
              append(s.table.covariates, v);

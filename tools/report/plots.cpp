@@ -21,11 +21,7 @@ constexpr double kMarkRadius = 2.4;
 constexpr double kTickLabelRoom = 22.0;  // pixels between chromosome names on one row
 constexpr long long kLabelRegion = 1000000;  // base pairs around a labelled signal that get no second label
 
-std::string num(double v) {
-  char buf[32];
-  std::snprintf(buf, sizeof buf, "%.1f", v);
-  return buf;
-}
+std::string num(double v) { return formatted("%.1f", v); }
 
 // Plain SVG writer: a canvas with a plot area and linear scales.
 struct Canvas {
@@ -83,12 +79,8 @@ double nice_step(double top, int ticks) {
 }
 
 std::string tick_label(double v, double step) {
-  char buf[32];
-  if (step >= 1.0)
-    std::snprintf(buf, sizeof buf, "%.0f", v);
-  else
-    std::snprintf(buf, sizeof buf, "%g", std::round(v / step) * step);
-  return buf;
+  if (step >= 1.0) return formatted("%.0f", v);
+  return formatted("%g", std::round(v / step) * step);
 }
 
 // Drops marks that fall on a pixel cell already drawn once there are many.
@@ -283,14 +275,9 @@ std::string qq_svg(std::vector<double> minus_log10p, double lambda, const std::s
     if (thin.keep(x, y)) mark(cv.out, x, y);
   }
   cv.out += "</g>\n";
-  char buf[96];
-  if (std::isfinite(lambda))
-    std::snprintf(buf, sizeof buf, "&#955; = %.3f", lambda);
-  else
-    std::snprintf(buf, sizeof buf, "&#955; = NA");
-  cv.text(cv.x0() + 10, cv.y1() + 20, buf, "font-size=\"13\"");
-  std::snprintf(buf, sizeof buf, "%zu SNPs", n);
-  cv.text(cv.x0() + 10, cv.y1() + 38, buf, "font-size=\"11\" fill=\"#555\"");
+  const std::string shown = std::isfinite(lambda) ? formatted("&#955; = %.3f", lambda) : "&#955; = NA";
+  cv.text(cv.x0() + 10, cv.y1() + 20, shown, "font-size=\"13\"");
+  cv.text(cv.x0() + 10, cv.y1() + 38, formatted("%zu SNPs", n), "font-size=\"11\" fill=\"#555\"");
   cv.text(cv.x0() + 10, cv.y1() + 54, "grey: 95% band under no association", "font-size=\"11\" fill=\"#555\"");
   cv.frame();
   return cv.finish();

@@ -26,12 +26,6 @@ namespace {
 
 constexpr const char* kNA = "NA";
 
-std::string fixed(double v, const char* fmt) {
-  char buf[64];
-  std::snprintf(buf, sizeof buf, fmt, v);
-  return buf;
-}
-
 // The p-value to print: the file's own digits unless it printed 0 (underflow).
 std::string p_text(const ResultRow& r) {
   if (!r.analysed) return kNA;
@@ -98,9 +92,7 @@ std::string p_from_log(double minus_log10p) {
     m /= 10.0;
     e += 1.0;
   }
-  char buf[64];
-  std::snprintf(buf, sizeof buf, "%.2fe%c%02.0f", m, e < 0 ? '-' : '+', std::fabs(e));
-  return buf;
+  return formatted("%.2fe%c%02.0f", m, e < 0 ? '-' : '+', std::fabs(e));
 }
 
 std::map<std::string, std::string> find_run_files(const std::string& prefix) {
@@ -174,7 +166,7 @@ std::string term_tsv(const TermTable& t) {
            (r.typed ? kNA : r.md) + "\t" + r.freq + "\t";
     if (r.analysed) {
       out += r.est + "\t" + r.se + "\t" + r.z + "\t" + p_text(r) + "\t" +
-             (std::isfinite(r.minus_log10p) ? fixed(r.minus_log10p, "%.6f") : kNA) + "\n";
+             (std::isfinite(r.minus_log10p) ? formatted("%.6f", r.minus_log10p) : kNA) + "\n";
     } else {
       out += "NA\tNA\tNA\tNA\tNA\n";
     }
@@ -198,20 +190,17 @@ std::string term_summary(const TermTable& t, int top) {
                    [](const ResultRow* a, const ResultRow* b) { return a->minus_log10p > b->minus_log10p; });
   if (best.size() > static_cast<std::size_t>(top)) best.resize(static_cast<std::size_t>(top));
   auto snps = [](std::size_t k) { return std::to_string(k) + (k == 1 ? " SNP" : " SNPs"); };
-  char buf[512];
   std::string s = "Term " + t.term + ": " + snps(t.rows.size()) + ", " + std::to_string(usable) +
                   " analysed, " + std::to_string(failed) + " not analysed; lambda (genomic control) " +
-                  (std::isfinite(t.lambda) ? fixed(t.lambda, "%.4f") : std::string(kNA)) + "\n";
+                  (std::isfinite(t.lambda) ? formatted("%.4f", t.lambda) : std::string(kNA)) + "\n";
   s += "  p < 5e-8: " + snps(gw) + "; p < 1e-5: " + snps(sg) + "\n";
   if (!best.empty()) {
-    std::snprintf(buf, sizeof buf, "  %-5s  %-15s  %11s  %-7s  %8s  %7s  %9s  %-9s  %11s\n", "CHR", "SNP", "POS",
+    s += formatted("  %-5s  %-15s  %11s  %-7s  %8s  %7s  %9s  %-9s  %11s\n", "CHR", "SNP", "POS",
                   "TYPED", "BETA", "SE", "Z", "P", "NEG_LOG10_P");
-    s += buf;
     for (const ResultRow* r : best) {
-      std::snprintf(buf, sizeof buf, "  %-5s  %-15s  %11lld  %-7s  %8s  %7s  %9s  %-9s  %11.4f\n", r->chr.c_str(),
+      s += formatted("  %-5s  %-15s  %11lld  %-7s  %8s  %7s  %9s  %-9s  %11.4f\n", r->chr.c_str(),
                     r->id.c_str(), r->pos, r->typed ? r->share.c_str() : "untyped", r->est.c_str(), r->se.c_str(),
                     r->z.c_str(), p_text(*r).c_str(), r->minus_log10p);
-      s += buf;
     }
   }
   return s;

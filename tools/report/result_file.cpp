@@ -15,6 +15,12 @@ namespace {
 constexpr const char* kColumnHeads = "Typd       SNP-id       Position  1/0    MD     Freq";
 constexpr const char* kDash = "-";
 constexpr int kFields = 10;
+constexpr std::size_t kShown = 40;  // characters of a field an error line quotes
+
+// A field as an error line quotes it: at most kShown characters, then "...".
+std::string shown(const std::string& field) {
+  return field.size() <= kShown ? field : field.substr(0, kShown) + "...";
+}
 
 std::vector<std::string> split(const std::string& line) {
   std::vector<std::string> out;
@@ -78,17 +84,18 @@ std::vector<ResultRow> read_result_file(const std::string& path, const std::stri
     double v = 0.0;
     r.typed = f[0] != "no";
     if (r.typed) {
-      if (!parse_double(f[0], v) || !(v >= 0.0 && v <= 1.0)) fail("typed share '" + f[0] + "' is not a number from 0 to 1");
+      if (!parse_double(f[0], v) || !(v >= 0.0 && v <= 1.0))
+        fail("typed share '" + shown(f[0]) + "' is not a number from 0 to 1");
       r.share = f[0];
-      if (f[4] != kDash) fail("a typed SNP has the MD value '" + f[4] + "' (expected '-')");
+      if (f[4] != kDash) fail("a typed SNP has the MD value '" + shown(f[4]) + "' (expected '-')");
     } else {
-      if (!parse_double(f[4], v)) fail("MD value '" + f[4] + "' is not a number");
+      if (!parse_double(f[4], v)) fail("MD value '" + shown(f[4]) + "' is not a number");
       r.md = f[4];
     }
     r.id = f[1];
-    if (!parse_position(f[2], r.pos)) fail("position '" + f[2] + "' is not a whole number");
-    if (f[3].size() != 3 || f[3][1] != '/') fail("alleles '" + f[3] + "' are not of the form A/B");
-    if (!parse_double(f[5], v)) fail("frequency '" + f[5] + "' is not a number");
+    if (!parse_position(f[2], r.pos)) fail("position '" + shown(f[2]) + "' is not a whole number");
+    if (f[3].size() != 3 || f[3][1] != '/') fail("alleles '" + shown(f[3]) + "' are not of the form A/B");
+    if (!parse_double(f[5], v)) fail("frequency '" + shown(f[5]) + "' is not a number");
     r.freq = f[5];
     const int dashes = (f[6] == kDash) + (f[7] == kDash) + (f[8] == kDash) + (f[9] == kDash);
     if (dashes == 4) {
@@ -98,7 +105,7 @@ std::vector<ResultRow> read_result_file(const std::string& path, const std::stri
       const char* names[] = {"estimate", "standard error", "Z statistic", "p-value"};
       for (int k = 6; k < kFields; k++)
         if (!parse_double(f[static_cast<std::size_t>(k)], v))
-          fail(std::string(names[k - 6]) + " '" + f[static_cast<std::size_t>(k)] + "' is not a number");
+          fail(std::string(names[k - 6]) + " '" + shown(f[static_cast<std::size_t>(k)]) + "' is not a number");
       r.analysed = true;
       r.est = f[6];
       r.se = f[7];

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstdarg>
+#include <cstdio>
 #include <numbers>
 
 namespace report {
@@ -114,6 +116,18 @@ ChromosomeKey chromosome_key(const std::string& chr) {
     key.name = chr;
   }
   return key;
+}
+
+std::string formatted(const char* fmt, ...) {
+  std::va_list args, again;
+  va_start(args, fmt);
+  va_copy(again, args);
+  const int n = std::vsnprintf(nullptr, 0, fmt, args);
+  va_end(args);
+  std::string out(n > 0 ? static_cast<std::size_t>(n) : 0, '\0');
+  if (n > 0) std::vsnprintf(out.data(), out.size() + 1, fmt, again);
+  va_end(again);
+  return out;
 }
 
 }  // namespace report

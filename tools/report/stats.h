@@ -1,6 +1,7 @@
 // Numbers of the report: -log10 of a two-sided normal p-value that stays exact
 // far below the smallest double, the genomic-control lambda, the quantiles of
-// uniform order statistics for the QQ plot's band, and the order of chromosomes.
+// uniform order statistics for the QQ plot's band, the order of chromosomes,
+// and printf into a string of whatever length the text needs.
 #pragma once
 
 #include <string>
@@ -35,5 +36,9 @@ struct ChromosomeKey {
   auto operator<=>(const ChromosomeKey&) const = default;
 };
 ChromosomeKey chromosome_key(const std::string& chr);
+
+// std::snprintf into a string, never cut short: long identifiers and numbers
+// such as 1e300 printed with %f come out whole.
+std::string formatted(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
 
 }  // namespace report

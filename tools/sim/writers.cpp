@@ -311,6 +311,29 @@ void write_phenotypes(const Options& opt, const Sample& s, const std::string& pa
 
 // ---------------------------------------------------------------- genotype, panel and haplotype files
 
+namespace {
+
+// The codes of one genotype line ('0', '1', '2', '9'), each after a blank, and
+// the line end. Returns the allele-1 frequency over the codes that are not
+// missing, or -1 when every code is missing.
+double put_codes(OutFile& out, const char* code, int count) {
+    char* p = out.reserve(2 * static_cast<std::size_t>(count) + 1);
+    long long sum = 0, typed = 0;
+    for (int i = 0; i < count; ++i) {
+        *p++ = ' ';
+        *p++ = code[i];
+        if (code[i] != '9') {
+            sum += code[i] - '0';
+            ++typed;
+        }
+    }
+    *p++ = '\n';
+    out.commit(2 * static_cast<std::size_t>(count) + 1);
+    return typed ? static_cast<double>(sum) / (2.0 * static_cast<double>(typed)) : -1.0;
+}
+
+} // namespace
+
 MapStats write_map_files(const Options& opt, const Genome& g, const PanelLayout& panel, const Sample& s,
                          const std::string& dir, ExchangeFiles* exchange) {
     MapStats st;
@@ -355,8 +378,6 @@ MapStats write_map_files(const Options& opt, const Genome& g, const PanelLayout&
             for (int m = 0; m < nPanel; ++m) sum += pan[panel.member[m][0]] + pan[panel.member[m][1]];
             st.causalPanelFreq = nPanel > 0 ? static_cast<double>(sum) / (2.0 * nPanel) : -1.0;
         }
-        long long ambSum = 0, ambCount = 0;
-
         if (snp.typed) {
             for (int i = 0; i < n; ++i) code[i] = static_cast<char>('0' + study[2 * i] + study[2 * i + 1]);
             if (snp.missing) {
@@ -378,21 +399,11 @@ MapStats write_map_files(const Options& opt, const Genome& g, const PanelLayout&
             geno.put(snp.letter1);
             geno.put(' ');
             geno.put(snp.letter2);
-            char* p = geno.reserve(2 * static_cast<std::size_t>(n) + 1);
-            for (int i = 0; i < n; ++i) {
-                *p++ = ' ';
-                *p++ = code[i];
-                if (code[i] != '9') {
-                    ambSum += code[i] - '0';
-                    ++ambCount;
-                }
-            }
-            *p++ = '\n';
-            geno.commit(2 * static_cast<std::size_t>(n) + 1);
+            const double freq = put_codes(geno, code.data(), n);
             if (exchange) exchange->study_snp(snp, code.data());
             if (snp.letters == Letters::Ambiguous) {
                 st.ambiguousSnp.push_back(j);
-                st.ambiguousStudy.push_back(ambCount ? static_cast<double>(ambSum) / (2.0 * static_cast<double>(ambCount)) : -1.0);
+                st.ambiguousStudy.push_back(freq);
             }
         }
 
@@ -415,21 +426,9 @@ MapStats write_map_files(const Options& opt, const Genome& g, const PanelLayout&
             ext.put(snp.panel_letter1());
             ext.put(' ');
             ext.put(snp.panel_letter2());
-            char* p = ext.reserve(2 * static_cast<std::size_t>(nPanel) + 1);
-            long long sum = 0, cnt = 0;
-            for (int m = 0; m < nPanel; ++m) {
-                *p++ = ' ';
-                *p++ = code[m];
-                if (code[m] != '9') {
-                    sum += code[m] - '0';
-                    ++cnt;
-                }
-            }
-            *p++ = '\n';
-            ext.commit(2 * static_cast<std::size_t>(nPanel) + 1);
+            const double freq = put_codes(ext, code.data(), nPanel);
             if (exchange) exchange->panel_snp(snp, pan, code.data());
-            if (snp.letters == Letters::Ambiguous)
-                st.ambiguousPanel.push_back(cnt ? static_cast<double>(sum) / (2.0 * static_cast<double>(cnt)) : -1.0);
+            if (snp.letters == Letters::Ambiguous) st.ambiguousPanel.push_back(freq);
 
             if (snp.phased) {
                 hap.put(snp.id);
