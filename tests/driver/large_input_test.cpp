@@ -23,7 +23,6 @@
 
 namespace {
 
-const char* const kStop = "\nKestrova was stopped due to error(s) listed above.\n\n";
 const std::vector<std::string> kNoPanel = {"-ne", "-ofile", "big"};
 
 // Case-control phenotypes of n subjects with a continuous covariate (nearly every
@@ -52,8 +51,17 @@ std::string genotype_line(int snp, int n, std::mt19937& rng) {
   return line + "\n";
 }
 
-bool ends_with(const std::string& text, const std::string& tail) {
-  return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
+// A G-only case-control model over n subjects without covariates.
+void g_only(const ScratchDir& dir, int n) {
+  dir.write("specification.txt", "DESIGN = case-control\nEFFECT = G\nOUTPUT = G\n");
+  dir.write("phenotype.dat", phenotypes(n, false));
+}
+
+// The run stopped (without a signal) with "Error: not enough memory to read <what>".
+void expect_memory_error(const Finished& f, const std::string& what) {
+  EXPECT_EQ(f.result.status, 1);
+  EXPECT_EQ(f.signal, 0);
+  EXPECT_TRUE(ends_with(f.result.out, "Error: not enough memory to read " + what + kStop)) << f.result.out;
 }
 
 }  // namespace
@@ -83,8 +91,7 @@ TEST(LargeInput, HundredMegabyteGenotypeLineIsReadWithinTwiceItsSize) {
   constexpr int kSubjects = 1000;
   constexpr std::size_t kGap = 100000;  // blanks between two codes
   ScratchDir dir;
-  dir.write("specification.txt", "DESIGN = case-control\nEFFECT = G\nOUTPUT = G\n");
-  dir.write("phenotype.dat", phenotypes(kSubjects, false));
+  g_only(dir, kSubjects);
   // Built and written in a scope of its own: the child's peak memory counts what it
   // shares with this process when forked.
   std::size_t line_bytes = 0;
@@ -110,30 +117,22 @@ TEST(LargeInput, HundredMegabyteGenotypeLineIsReadWithinTwiceItsSize) {
   EXPECT_LT(f.seconds, 30.0);
 
   // With too little address space for the line, the error names the file, the line and the bytes.
-  f = finish(start_in(dir.path(), KESTROVA_BIN, kNoPanel, 120ll << 20));
-  EXPECT_EQ(f.result.status, 1);
-  EXPECT_TRUE(ends_with(f.result.out, "Error: not enough memory to read 'genotype.dat': 134217728 bytes (128.0 MB) "
-                                       "needed for line 2.\n" + std::string(kStop)))
-      << f.result.out;
+  expect_memory_error(finish(start_in(dir.path(), KESTROVA_BIN, kNoPanel, 120ll << 20)),
+                      "'genotype.dat': 134217728 bytes (128.0 MB) needed for line 2.\n");
 }
 
 TEST(MemoryStarved, GenotypeMatrixTooLargeForTheMemoryIsNamed) {
   SKIP_UNDER_SANITIZERS();
   ScratchDir dir;
-  dir.write("specification.txt", "DESIGN = case-control\nEFFECT = G\nOUTPUT = G\n");
-  dir.write("phenotype.dat", phenotypes(2000, false));
+  g_only(dir, 2000);
   // A million SNP lines (counted before anything else is read) for 2000 subjects:
   // 2 GB of genotypes.
   std::string lines;
   for (int s = 0; s < 1000000; s++) lines += "x\n";
   dir.write("genotype.dat", lines);
-  Finished f = finish(start_in(dir.path(), KESTROVA_BIN, kNoPanel, 512ll << 20));
-  EXPECT_EQ(f.result.status, 1);
-  EXPECT_EQ(f.signal, 0);
-  EXPECT_TRUE(ends_with(f.result.out, "Error: not enough memory to read 'genotype.dat': 2070000000 bytes "
-                                      "(1974.1 MB) needed for the genotypes of 1000000 SNPs by 2000 individuals.\n" +
-                                          std::string(kStop)))
-      << f.result.out;
+  expect_memory_error(finish(start_in(dir.path(), KESTROVA_BIN, kNoPanel, 512ll << 20)),
+                      "'genotype.dat': 2070000000 bytes (1974.1 MB) needed for the genotypes of 1000000 SNPs by "
+                      "2000 individuals.\n");
 }
 
 // A file without line ends, such as a device that never ends, grows the line buffer
@@ -141,13 +140,9 @@ TEST(MemoryStarved, GenotypeMatrixTooLargeForTheMemoryIsNamed) {
 TEST(MemoryStarved, EndlessLineStopsWhenTheBufferCannotGrow) {
   SKIP_UNDER_SANITIZERS();
   ScratchDir dir;
-  dir.write("specification.txt", "DESIGN = case-control\nEFFECT = G\nOUTPUT = G\n");
-  dir.write("phenotype.dat", phenotypes(10, false));
-  Finished f = finish(start_in(dir.path(), KESTROVA_BIN, {"-ne", "-gfile", "/dev/zero"}, 256ll << 20));
-  EXPECT_EQ(f.result.status, 1);
-  EXPECT_TRUE(ends_with(f.result.out, "Error: not enough memory to read '/dev/zero': 268435456 bytes (256.0 MB) "
-                                      "needed for line 1.\n" + std::string(kStop)))
-      << f.result.out;
+  g_only(dir, 10);
+  expect_memory_error(finish(start_in(dir.path(), KESTROVA_BIN, {"-ne", "-gfile", "/dev/zero"}, 256ll << 20)),
+                      "'/dev/zero': 268435456 bytes (256.0 MB) needed for line 1.\n");
 }
 
 // A simulated study with the panel, run under address-space limits from too small
@@ -158,9 +153,7 @@ TEST(MemoryStarved, EndlessLineStopsWhenTheBufferCannotGrow) {
 TEST(MemoryStarved, EveryLimitEndsWithAnErrorLineOrCompletes) {
   SKIP_UNDER_SANITIZERS();
   ScratchDir dir;
-  RunResult sim = run_in(dir.path(), KESTROVA_SIM,
-                         {"--out", ".", "--seed", "3", "--snps", "30", "--cases", "500", "--controls", "500"});
-  ASSERT_EQ(sim.status, 0) << sim.err;
+  simulate(dir, {"--seed", "3", "--snps", "30", "--cases", "500", "--controls", "500"});
   RunResult full = run_kestrova(dir, {"-ofile", "full"});
   ASSERT_EQ(full.status, 0);
   const std::string expected = dir.read("full_G.out");

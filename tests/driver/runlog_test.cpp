@@ -17,7 +17,6 @@ const char* const kBanner =
     "\n"
     "\nKestrova started: <time>\n\n";
 
-const char* const kStop = "\nKestrova was stopped due to error(s) listed above.\n\n";
 
 std::string log_of(const std::vector<std::string>& args, int expected_status, const ScratchDir& dir) {
   RunResult r = run_kestrova(dir, args);

@@ -1,5 +1,7 @@
 #include "support/process.h"
 
+#include <gtest/gtest.h>
+
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/time.h>
@@ -80,6 +82,26 @@ RunResult run_in(const fs::path& dir, const std::string& program, const std::vec
 
 RunResult run_kestrova(const ScratchDir& dir, const std::vector<std::string>& args) {
   return run_in(dir.path(), KESTROVA_BIN, args);
+}
+
+void simulate(const ScratchDir& dir, const std::vector<std::string>& args) {
+  const RunResult r = run_in(dir.path(), KESTROVA_SIM, with({"--out", "."}, args));
+  ASSERT_EQ(r.status, 0) << r.err;
+}
+
+std::vector<std::string> with(std::vector<std::string> a, const std::vector<std::string>& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+std::string result_lines(const std::string& file) {
+  const std::size_t heads = file.find("\n----");
+  const std::size_t start = heads == std::string::npos ? heads : file.find('\n', heads + 1);
+  return start == std::string::npos ? "" : file.substr(start + 1);
+}
+
+bool ends_with(const std::string& text, const std::string& tail) {
+  return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
 }
 
 std::string without_times(const std::string& log) {

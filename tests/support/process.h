@@ -39,6 +39,20 @@ std::string without_times(const std::string& log);
 // Reads a whole file; empty when it cannot be opened.
 std::string slurp(const std::filesystem::path& file);
 
+// The end of the run log of a run stopped by an error.
+inline constexpr const char* kStop = "\nKestrova was stopped due to error(s) listed above.\n\n";
+
+// Runs the simulator in dir with "--out ." and args; a failed simulation fails the test.
+void simulate(const ScratchDir& dir, const std::vector<std::string>& args);
+
+// The words of a followed by those of b.
+std::vector<std::string> with(std::vector<std::string> a, const std::vector<std::string>& b);
+
+// The result lines of a result file: everything after the column heads' dashes.
+std::string result_lines(const std::string& file);
+
+bool ends_with(const std::string& text, const std::string& tail);
+
 // A run of the program started in the background, for tests that stop it or
 // measure it.
 struct Child {
