@@ -105,20 +105,6 @@ TEST(Prepare, CohortAndCrossSectionalStudiesWithAModelFile) {
     expect_simulator_files(cs, "cs/1");
 }
 
-TEST(Prepare, Plink2FromTheVcfGivesTheSameStudyFile) {
-    if (std::system("command -v plink2 >/dev/null 2>&1") != 0) GTEST_SKIP() << "plink2 is not installed";
-    ScratchDir dir;
-    simulate_vcf(dir, {"--seed", "7", "--cases", "150", "--controls", "150", "--snps", "30", "--missing-share", "0.5"});
-    const RunResult p = run_in(dir.path(), "plink2", {"--vcf", "study.vcf", "--vcf-half-call", "missing", "--make-bed",
-                                                      "--out", "fromvcf", "--threads", "1"});
-    ASSERT_EQ(p.status, 0) << p.out;
-    const RunResult r = prepare(dir, with({"--bfile", "fromvcf", "--phenotypes", "phenotypes.txt", "--status", "STATUS",
-                                           "--out", "p2"},
-                                          kPanel));
-    ASSERT_EQ(r.status, 0) << r.out;
-    expect_simulator_files(dir, "p2/1");
-}
-
 namespace {
 
 // A small study and panel with what real files hold: a shuffled phenotype table
@@ -234,13 +220,27 @@ TEST(Prepare, TheExampleConvertsAndRuns) {
     EXPECT_NE(dir.read("vcf/1/results_G.out").find("rs97447"), std::string::npos);
 }
 
-TEST(Prepare, Plink2FromTheRealWorldVcfGivesTheSameFolders) {
+// plink2's .bed from the VCF, read with --bfile, gives what the VCF gives: the
+// simulator's own files, and the real-world-shaped study's folders.
+TEST(Prepare, Plink2FromTheVcfGivesTheSameFolders) {
     if (std::system("command -v plink2 >/dev/null 2>&1") != 0) GTEST_SKIP() << "plink2 is not installed";
+    auto plink2 = [](const ScratchDir& dir) {
+        const RunResult p = run_in(dir.path(), "plink2", {"--vcf", "study.vcf", "--vcf-half-call", "missing",
+                                                          "--max-alleles", "2", "--make-bed", "--out", "fromvcf",
+                                                          "--threads", "1"});
+        EXPECT_EQ(p.status, 0) << p.out;
+    };
+    ScratchDir sim;
+    simulate_vcf(sim, {"--seed", "7", "--cases", "150", "--controls", "150", "--snps", "30", "--missing-share", "0.5"});
+    plink2(sim);
+    const RunResult r = prepare(sim, with({"--bfile", "fromvcf", "--phenotypes", "phenotypes.txt", "--status", "STATUS",
+                                           "--out", "p2"}, kPanel));
+    ASSERT_EQ(r.status, 0) << r.out;
+    expect_simulator_files(sim, "p2/1");
+
     ScratchDir dir;
     write_real_world(dir);
-    const RunResult p = run_in(dir.path(), "plink2", {"--vcf", "study.vcf", "--vcf-half-call", "missing", "--max-alleles",
-                                                      "2", "--make-bed", "--out", "fromvcf", "--threads", "1"});
-    ASSERT_EQ(p.status, 0) << p.out;
+    plink2(dir);
     const std::vector<std::string> rest = {"--phenotypes", "pheno.tsv", "--status", "cc", "--panel", "panel.vcf",
                                            "--pedigree", "panel.ped"};
     ASSERT_EQ(prepare(dir, with({"--vcf", "study.vcf", "--out", "vcf"}, rest)).status, 0);

@@ -22,6 +22,15 @@ TableRequest status_request(std::vector<std::string> covariates = {}) {
     return r;
 }
 
+// Time and event columns T and E, samples named in column "sample".
+TableRequest cohort_request() {
+    TableRequest r;
+    r.response = Response::TimeEvent;
+    r.responses = {"T", "E"};
+    r.idColumn = "sample";
+    return r;
+}
+
 // The table's error message, which must name the file.
 std::string table_error(const std::string& text, const TableRequest& r) {
     const PhenotypeTable t = read_phenotype_table(text, "ph.txt", r);
@@ -42,45 +51,28 @@ TEST(PhenotypeTable, PlinkStyleColumnsBlanksTabsAndMissingWords) {
     EXPECT_EQ(t.lines, (std::vector<int>{2, 4, 5}));
 }
 
-TEST(PhenotypeTable, TabAndCommaSeparatedTablesKeepEmptyFields) {
-    const TableRequest r = status_request({"AGE"});
-    PhenotypeTable t = read_phenotype_table("IID\tSTATUS\tAGE\nx\t1\t\ny\t\t33\n", "ph.txt", r);
-    ASSERT_EQ(t.error, "");
-    EXPECT_EQ(t.rows, (std::vector<std::string>{"1 NA", "NA 33"}));
-    t = read_phenotype_table("IID,STATUS,AGE\nx, 1 ,\n", "ph.txt", r);
-    ASSERT_EQ(t.error, "");
-    EXPECT_EQ(t.rows, (std::vector<std::string>{"1 NA"}));
-}
-
-TEST(PhenotypeTable, PlinkCodingOnlyWhenAskedFor) {
-    TableRequest r = status_request({"AGE"});
-    const std::string text = "IID STATUS AGE\na 2 -9\nb 1 40\nc 0 41\nd -9 42\n";
-    EXPECT_NE(table_error(text, r).find("status '2' of sample 'a' in column 'STATUS' is not 0 or 1 (for PLINK"),
-              std::string::npos);
-    r.plinkCoding = true;
-    const PhenotypeTable t = read_phenotype_table(text, "ph.txt", r);
-    ASSERT_EQ(t.error, "");
-    EXPECT_EQ(t.rows, (std::vector<std::string>{"1 NA", "0 40", "NA 41", "NA 42"}));
-    // Without PLINK coding -9 is an ordinary number.
-    r = status_request({"AGE"});
-    EXPECT_EQ(read_phenotype_table("IID STATUS AGE\na 1 -9\n", "ph.txt", r).rows[0], "1 -9");
-}
-
-TEST(PhenotypeTable, CohortAndTraitResponsesAndTheIdOption) {
-    TableRequest r;
-    r.response = Response::TimeEvent;
-    r.responses = {"T", "E"};
-    r.idColumn = "sample";
-    PhenotypeTable t = read_phenotype_table("sample T E\ns1 3.25 1\ns2 1e1 0\n", "ph.txt", r);
-    ASSERT_EQ(t.error, "");
-    EXPECT_EQ(t.header, "T E");
-    EXPECT_EQ(t.rows[1], "1e1 0");
-    EXPECT_NE(table_error("sample T E\ns1 3 2\n", r).find("event '2'"), std::string::npos);
-    r = TableRequest{};
-    r.response = Response::Trait;
-    r.responses = {"BMI"};
-    t = read_phenotype_table("IID BMI\nq 2\n", "ph.txt", r);
-    EXPECT_EQ(t.rows[0], "2");  // a trait may take any value
+TEST(PhenotypeTable, TabsCommasPlinkCodingAndOtherResponses) {
+    TableRequest plink = status_request({"AGE"}), trait;
+    plink.plinkCoding = true;
+    trait.response = Response::Trait;
+    trait.responses = {"BMI"};
+    const struct {
+        std::string text;
+        TableRequest request;
+        std::vector<std::string> rows;
+    } cases[] = {
+        {"IID\tSTATUS\tAGE\nx\t1\t\ny\t\t33\n", status_request({"AGE"}), {"1 NA", "NA 33"}},  // empty fields kept
+        {"IID,STATUS,AGE\nx, 1 ,\n", status_request({"AGE"}), {"1 NA"}},
+        {"IID STATUS AGE\na 2 -9\nb 1 40\nc 0 41\nd -9 42\n", plink, {"1 NA", "0 40", "NA 41", "NA 42"}},
+        {"IID STATUS AGE\na 1 -9\n", status_request({"AGE"}), {"1 -9"}},  // without PLINK coding -9 is a number
+        {"sample T E\ns1 3.25 1\ns2 1e1 0\n", cohort_request(), {"3.25 1", "1e1 0"}},
+        {"IID BMI\nq 2\n", trait, {"2"}},  // a trait may take any value
+    };
+    for (const auto& c : cases) {
+        const PhenotypeTable t = read_phenotype_table(c.text, "ph.txt", c.request);
+        EXPECT_EQ(t.error, "") << c.text;
+        EXPECT_EQ(t.rows, c.rows) << c.text;
+    }
 }
 
 TEST(PhenotypeTable, EveryProblemIsNamedWithItsLine) {
@@ -111,6 +103,8 @@ TEST(PhenotypeTable, EveryProblemIsNamedWithItsLine) {
         {"IID STATUS AGE\nNA 1 5\n", r, "line 2: the sample ID is missing"},
         {"IID STATUS AGE\na 1 old\n", r, "line 2: value 'old' of sample 'a' in column 'AGE' is neither"},
         {"IID STATUS AGE\na 3 1\n", r, "status '3'"},
+        {"IID STATUS AGE\na 2 -9\n", r, "status '2' of sample 'a' in column 'STATUS' is not 0 or 1 (for PLINK"},
+        {"sample T E\ns1 3 2\n", cohort_request(), "event '2'"},
         {"IID STATUS AGE\na 3 1\n", plink, "is not 1 (control), 2 (case) or 0/-9"},
         {"IID STATUS " + longName + "\n", status_request({longName}), "longer than 29"},
         {"IID STATUS\n", status_request({"IID"}), "is the sample ID column"},
