@@ -1,13 +1,14 @@
 // Wide and long inputs, and runs starved of memory. The inputs are generated here
-// into a scratch folder. Reading must be linear: 200,000 subjects, or a genotype
-// line of 100 MB, are read in seconds and within a stated memory bound (the peak
-// resident memory of the child, from wait4). A run whose address space is limited
-// stops with an "Error: not enough memory to ..." line naming what it was reading
-// and the bytes needed, or completes; it never crashes.
+// into a scratch folder. 200,000 subjects, or a genotype line of 100 MB, are read
+// within a stated memory bound (the peak resident memory of the child, from
+// wait4); speed is for `make bench` (a quadratic step would still run into the
+// test's time limit). A run whose address space is limited stops with an
+// "Error: not enough memory to ..." line naming what it was reading and the bytes
+// needed, or completes; it never crashes.
 //
-// The time and memory bounds are generous guards against quadratic steps and
-// copies of whole inputs, not measurements; the sanitizer build skips these tests
-// (its shadow memory defeats both the bounds and address-space limits).
+// The memory bounds are generous guards against copies of whole inputs, not
+// measurements; the sanitizer build skips these tests (its shadow memory defeats
+// both the bounds and address-space limits).
 #include <gtest/gtest.h>
 
 #include <random>
@@ -66,7 +67,7 @@ void expect_memory_error(const Finished& f, const std::string& what) {
 
 }  // namespace
 
-TEST(LargeInput, TwoHundredThousandSubjectsReadInLinearTime) {
+TEST(LargeInput, TwoHundredThousandSubjectsReadWithinAMemoryBound) {
   SKIP_UNDER_SANITIZERS();
   constexpr int kSubjects = 200000;
   ScratchDir dir;
@@ -83,7 +84,6 @@ TEST(LargeInput, TwoHundredThousandSubjectsReadInLinearTime) {
   EXPECT_NE(f.result.out.find("3 SNPs and 200000 individuals read from 'genotype.dat'\n"), std::string::npos);
   // The run peaks near 60 MB (data of about 10 MB, the regression design and the program).
   EXPECT_LT(f.max_rss_kb, 150 * 1024) << "peak resident memory in kB";
-  EXPECT_LT(f.seconds, 30.0);
 }
 
 TEST(LargeInput, HundredMegabyteGenotypeLineIsReadWithinTwiceItsSize) {
@@ -114,7 +114,6 @@ TEST(LargeInput, HundredMegabyteGenotypeLineIsReadWithinTwiceItsSize) {
   EXPECT_NE(f.result.out.find("2 SNPs and 1000 individuals read from 'genotype.dat'\n"), std::string::npos);
   EXPECT_NE(dir.read("big_G.out").find("rs2   "), std::string::npos);
   EXPECT_LT(static_cast<std::size_t>(f.max_rss_kb) * 1024, 2 * line_bytes) << "peak resident memory in kB";
-  EXPECT_LT(f.seconds, 30.0);
 
   // With too little address space for the line, the error names the file, the line and the bytes.
   expect_memory_error(finish(start_in(dir.path(), KESTROVA_BIN, kNoPanel, 120ll << 20)),

@@ -17,7 +17,6 @@ const char* const kBanner =
     "\n"
     "\nKestrova started: <time>\n\n";
 
-
 std::string log_of(const std::vector<std::string>& args, int expected_status, const ScratchDir& dir) {
   RunResult r = run_kestrova(dir, args);
   EXPECT_EQ(r.status, expected_status);

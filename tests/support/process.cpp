@@ -9,27 +9,11 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <chrono>
-#include <map>
-#include <mutex>
 #include <fstream>
 #include <regex>
 #include <sstream>
 
 namespace fs = std::filesystem;
-
-namespace {
-std::string quote(const std::string& s) {
-  std::string q = "'";
-  for (char c : s) {
-    if (c == '\'')
-      q += "'\\''";
-    else
-      q += c;
-  }
-  return q + "'";
-}
-}  // namespace
 
 ScratchDir::ScratchDir() {
   static std::atomic<int> counter{0};
@@ -61,23 +45,7 @@ std::string slurp(const fs::path& file) {
 }
 
 RunResult run_in(const fs::path& dir, const std::string& program, const std::vector<std::string>& args) {
-  std::string cmd = "cd ";
-  cmd += quote(dir.string());
-  cmd += " && ";
-  cmd += quote(program);
-  for (const auto& a : args) {
-    cmd += ' ';
-    cmd += quote(a);
-  }
-  cmd += " >.stdout 2>.stderr </dev/null";
-  int raw = std::system(cmd.c_str());
-  RunResult r;
-  r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-  r.out = slurp(dir / ".stdout");
-  r.err = slurp(dir / ".stderr");
-  fs::remove(dir / ".stdout");
-  fs::remove(dir / ".stderr");
-  return r;
+  return finish(start_in(dir, program, args)).result;
 }
 
 RunResult run_kestrova(const ScratchDir& dir, const std::vector<std::string>& args) {
@@ -109,11 +77,6 @@ std::string without_times(const std::string& log) {
   return std::regex_replace(log, stamp, "Kestrova $1: <time>");
 }
 
-namespace {
-std::mutex started_mutex;
-std::map<int, std::chrono::steady_clock::time_point> started_at;
-}  // namespace
-
 Child start_in(const fs::path& dir, const std::string& program, const std::vector<std::string>& args,
                long long address_space) {
   std::vector<std::string> argv_text{program};
@@ -122,7 +85,6 @@ Child start_in(const fs::path& dir, const std::string& program, const std::vecto
   for (std::string& a : argv_text) argv.push_back(a.data());
   argv.push_back(nullptr);
   const std::string out = (dir / ".stdout").string(), err = (dir / ".stderr").string();
-  const auto now = std::chrono::steady_clock::now();
   int pid = ::fork();
   if (pid == 0) {
     // In the child only calls that are safe after fork.
@@ -139,11 +101,9 @@ Child start_in(const fs::path& dir, const std::string& program, const std::vecto
       limit.rlim_cur = limit.rlim_max = static_cast<rlim_t>(address_space);
       ::setrlimit(RLIMIT_AS, &limit);
     }
-    ::execv(program.c_str(), argv.data());
+    ::execvp(program.c_str(), argv.data());  // a name without a slash is looked up on PATH
     ::_exit(127);
   }
-  std::lock_guard<std::mutex> lock(started_mutex);
-  started_at[pid] = now;
   return Child{pid, dir};
 }
 
@@ -152,11 +112,6 @@ Finished finish(const Child& child) {
   int raw = 0;
   struct rusage usage {};
   if (::wait4(child.pid, &raw, 0, &usage) != child.pid) return f;
-  {
-    std::lock_guard<std::mutex> lock(started_mutex);
-    f.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started_at[child.pid]).count();
-    started_at.erase(child.pid);
-  }
   f.result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
   f.signal = WIFSIGNALED(raw) ? WTERMSIG(raw) : 0;
   f.max_rss_kb = usage.ru_maxrss;
