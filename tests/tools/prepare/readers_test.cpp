@@ -206,22 +206,22 @@ struct Rec {
 };
 
 // Runs records through the filter; the kept SNPs as "chrom pos id" lines.
-std::vector<std::string> filtered(const std::vector<Rec>& recs, Selection sel, SiteCounts* counts = nullptr) {
+std::vector<std::string> filtered(const std::vector<Rec>& recs, SiteCounts& counts) {
     std::vector<std::string> out;
-    SiteFilter f(sel, [&](Kept& k) { out.push_back(k.key + " " + std::to_string(k.pos) + " " + k.id + (k.originalId.empty() ? "" : " was " + k.originalId)); });
+    SiteFilter f(Selection{}, [&](Kept& k) { out.push_back(k.key + " " + std::to_string(k.pos) + " " + k.id + (k.originalId.empty() ? "" : " was " + k.originalId)); });
     for (const Rec& r : recs)
         if (f.check(r.chrom, r.pos, r.alleles) == Skip::None) {
             f.name(r.id);
             f.hold();
         }
     f.finish();
-    if (counts) *counts = f.counts();
+    counts = f.counts();
     return out;
 }
 
 } // namespace
 
-TEST(Sites, DuplicatesUnsortedRegionAndRenamedIdentifiers) {
+TEST(Sites, DuplicatesUnsortedAndRenamedIdentifiers) {
     const std::string longId(30, 'r');
     SiteCounts c;
     const std::vector<std::string> kept = filtered(
@@ -235,7 +235,7 @@ TEST(Sites, DuplicatesUnsortedRegionAndRenamedIdentifiers) {
          {"1", 500, "rs1"},                     // identifier already used
          {"chr2", 50, "rs9"},
          {"1", 600, "rs6"}},                    // chromosome 1 again after 2
-        Selection{}, &c);
+        c);
     EXPECT_EQ(kept, (std::vector<std::string>{"1 100 rs1", "1 300 1:300 was .", "1 400 1:400 was " + longId,
                                               "1 500 1:500 was rs1", "2 50 rs9"}));
     EXPECT_EQ(c.records, 10u);
@@ -244,15 +244,7 @@ TEST(Sites, DuplicatesUnsortedRegionAndRenamedIdentifiers) {
     EXPECT_EQ(c.indel, 1u);
     EXPECT_EQ(c.unsorted, 2u);
     EXPECT_EQ(c.renamed, 3u);
-
-    Selection sel;
-    sel.chromosome = "2";
-    sel.from = 40;
-    sel.to = 60;
-    EXPECT_EQ(filtered({{"1", 50, "a"}, {"chr2", 30, "b"}, {"chr2", 50, "c"}, {"chr2", 70, "d"}}, sel, &c),
-              (std::vector<std::string>{"2 50 c"}));
-    EXPECT_EQ(c.otherChromosome, 1u);
-    EXPECT_EQ(c.region, 2u);
+    // --chr and --region: RealWorldShapedInputAndItsReport in prepare_test.cpp.
 }
 
 // ---------------------------------------------------------------- model
