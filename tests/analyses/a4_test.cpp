@@ -31,11 +31,12 @@ TEST(CaseControlWithoutCovariates, OptimumAndInformationMatchFiniteDifferences) 
 }
 
 TEST(CaseControlWithoutCovariates, SingleRetainedHaplotypeFailsCleanly) {
+  // One retained haplotype: the genetic coefficient has no information.
   sim::Sample s = sim::case_control({.dependent = false, .covariate = false});
   for (int i = 0; i < s.study.n; i++)
     for (int j = 0; j < 3; j++) s.geno[i][j] = 2;
   s.prepare();
-  EXPECT_EQ(s.w.KK, 1);
-  A4Fit fit;
-  EXPECT_EQ(A4_fit(s.w, s.study, s.hapmap(), s.freq(), fit), 0);
+  ASSERT_EQ(s.w.KK, 1);
+  EXPECT_EQ(sim::run(A4, s).ok, 0);
+  sim::expect_reason(s.w, "A4", Check::kExplosionBefore);
 }

@@ -77,6 +77,7 @@ TEST(CaseControlDependent, RetriesWithFewerDependenceHaplotypesDownToOne) {
   ASSERT_EQ(A5_v_CC(m, theta.data(), &loglik, &iter), 1);
   Mat<double> V;
   EXPECT_EQ(A5_std_CC(m, theta.data(), V), 0);
+  sim::expect_reason(s.w, "A5_CC", Check::kImproperStd);
 
   const sim::Result r = sim::run(A5_CC, s, G);
   ASSERT_EQ(r.ok, 1);
@@ -92,5 +93,6 @@ TEST(CaseControlDependent, RetriesWithFewerDependenceHaplotypesDownToOne) {
     EXPECT_EQ(none.est[0], -7.0);
     EXPECT_EQ(none.loglik, -7.0);
     EXPECT_EQ(none.iter, -7);
+    sim::expect_reason(s.w, "A5_CC", Check::kNoDependence);
   }
 }

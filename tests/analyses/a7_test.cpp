@@ -205,19 +205,15 @@ TEST(CrossSectionalAnalysis, StandardErrorsMatchObservedInformation) {
   for (int k = 0; k < st.q + st.KK; k++) EXPECT_NEAR(r.se[at(k)] / se[at(k)], 1.0, 0.1) << k;
 }
 
+// A binary trait with the target partly untyped. (The continuous trait's fit is
+// checked against least squares, and with the panel in
+// StandardErrorsMatchObservedInformation.)
 TEST(CrossSectionalAnalysis, RecoversSimulatedEffect) {
-  const Options binary{.n = 800, .binary = true, .seed = 77}, panel{.n = 800, .panel = true, .seed = 77};
-  for (const Options& o : {binary, panel}) {
-    SCOPED_TRACE(o.binary ? "binary" : "continuous, panel");
-    sim::Sample s = cross_sectional(o);
-    const sim::Result r = sim::run(A7_CS_pl, s, s.prep.G);
-    ASSERT_EQ(r.ok, 1);
-    EXPECT_GT(r.se[0], 0.0);
-    EXPECT_LT(r.se[0], 0.25);
-    EXPECT_NEAR(r.est[0], 0.5, 2.5 * r.se[0]);
-    EXPECT_GT(r.iter, 1);
-    if (!o.binary) {
-      EXPECT_NEAR(r.est[at(s.w.q - 1)], 0.64, 0.1);
-    }
-  }
+  sim::Sample s = cross_sectional({.n = 800, .binary = true, .seed = 77});
+  const sim::Result r = sim::run(A7_CS_pl, s, s.prep.G);
+  ASSERT_EQ(r.ok, 1);
+  EXPECT_GT(r.se[0], 0.0);
+  EXPECT_LT(r.se[0], 0.25);
+  EXPECT_NEAR(r.est[0], 0.5, 2.5 * r.se[0]);
+  EXPECT_GT(r.iter, 1);
 }

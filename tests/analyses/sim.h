@@ -100,6 +100,12 @@ Result run(Analysis analysis, Sample& s, Dependence... ndep) {
   return r;
 }
 
+// The stage and check a failed window names.
+inline void expect_reason(const Window& w, const char* stage, Check check) {
+  EXPECT_STREQ(w.fail.stage, stage);
+  EXPECT_EQ(w.fail.check, check) << check_text(w.fail.check);
+}
+
 inline void expect_gradient(const std::vector<double>& g, const std::vector<double>& fd, double rel = 1e-4) {
   for (std::size_t k = 0; k < fd.size(); k++)
     EXPECT_NEAR(g[k], fd[k], rel * (1.0 + std::fabs(g[k]))) << "parameter " << k;

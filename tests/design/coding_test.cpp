@@ -1,4 +1,4 @@
-// Coding of a haplotype pair: allele extraction, the genetic coding of each mode
+// Coding of a haplotype pair: the genetic coding of each mode
 // for single-SNP and haplotype analyses, the layout of the design vector, the
 // intercept rule, and the dependence entries.
 #include <gtest/gtest.h>
@@ -40,13 +40,6 @@ using V = std::vector<double>;
 
 }  // namespace
 
-TEST(GenotypeCoding, HapSnpReadsDigitsFromTheMostSignificant) {
-  Window w;
-  w.set_size(5);
-  const int digits[5] = {1, 0, 1, 1, 0};  // 22 = 10110
-  for (int k = 1; k <= 5; k++) EXPECT_EQ(hap_snp(22, k, w), digits[k - 1]) << "position " << k;
-}
-
 TEST(GenotypeCoding, SingleSnpCodingByMode) {
   // Pairs (0,0), (0,1), (1,1) under each mode. Cohort design: no intercept, so
   // only the genetic entries are written.
@@ -57,6 +50,7 @@ TEST(GenotypeCoding, SingleSnpCodingByMode) {
           << "mode " << mode << " genotype " << g;
 }
 
+// hap_snp reads the allele at a window position from the most significant digit.
 TEST(GenotypeCoding, SingleSnpCodingReadsTheSnpAtItsWindowPosition) {
   Window w = genetic_window(3, kAdditive, kCohort, 2);
   w.SNP_pos = 2;

@@ -1,7 +1,7 @@
 // Complete-data fits of one SNP, checked against R on the simulated study of
 // sample_study.h (the 185 subjects typed at the SNP), plus the deliberate order
-// of the trait copy and the binary recoding, and the failures that must end
-// cleanly.
+// of the trait copy and the binary recoding. (The failures are in
+// analyses/fail_reason_test.cpp.)
 //
 // The reference numbers were computed once with R 4 on exactly these data, with
 // het = (g == 1), hom = (g == 2), dom = (g >= 1):
@@ -33,19 +33,7 @@ struct Fit {
   std::vector<double> est, se;
 };
 
-StudyData sample_data() {
-  const sample::Study s = sample::study();
-  StudyData d = testmodel::make_study({s.x1, s.c}, s.geno);
-  d.STATUS = s.status;
-  d.TIME = s.time;
-  d.EVENT = s.event;
-  d.TRAIT = s.trait;
-  return d;
-}
-
-Model model(int design, int mode, const std::string& effect) {
-  return testmodel::Builder(design, mode, {"X1", "C"}).categorical("C").effect(effect).model();
-}
+using sample::model;
 
 Fit fit(const Model& m, const StudyData& study, bool raw_trait = false) {
   Window w;
@@ -106,14 +94,14 @@ TEST(CompleteData, FitsAgreeWithR) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.r_call);
-    StudyData d = sample_data();
+    StudyData d = sample::study_data();
     expect_matches(fit(model(c.design, c.mode, c.effect), d), c.ref);
     EXPECT_EQ(d.cs_bin, 0);
   }
 }
 
 TEST(CompleteData, FirstSnpFitsTheRawTwoValuedTraitLaterOnesTheRecodedOne) {
-  StudyData d = sample_data();
+  StudyData d = sample::study_data();
   for (double& y : d.TRAIT) y = y > 1.5 ? 2.0 : 0.0;
   const Model m = model(kCrossSectional, kAdditive, "X1 G");
   // lm(b ~ g + x1) with b = 2 * (trait > 1.5)
@@ -130,7 +118,7 @@ TEST(CompleteData, FirstSnpFitsTheRawTwoValuedTraitLaterOnesTheRecodedOne) {
 TEST(CompleteData, CoxIgnoresSubjectsLeavingBeforeTheFirstFailure) {
   // Subjects censored before the earliest failure (time 1) are in no risk set.
   const Model m = model(kCohort, kCodominant, "X1 G");
-  StudyData d = sample_data();
+  StudyData d = sample::study_data();
   const Fit before = fit(m, d);
   sample::Study s = sample::study();
   for (int extra = 0; extra < 5; extra++) {
@@ -148,24 +136,5 @@ TEST(CompleteData, CoxIgnoresSubjectsLeavingBeforeTheFirstFailure) {
   for (std::size_t a = 0; a < before.est.size(); a++) {
     EXPECT_DOUBLE_EQ(after.est[a], before.est[a]);
     EXPECT_DOUBLE_EQ(after.se[a], before.se[a]);
-  }
-}
-
-TEST(CompleteData, FailsCleanly) {
-  // The genotype separates cases from controls; no failures; a SNP typed in nobody.
-  StudyData separated = sample_data();
-  for (std::size_t i = 0; i < separated.STATUS.size(); i++) separated.STATUS[i] = separated.geno[i] >= 1 ? 1 : 0;
-  EXPECT_EQ(fit(model(kCaseControl, kDominant, "G"), separated).ok, 0);
-  StudyData no_failure = sample_data();
-  no_failure.EVENT.assign(no_failure.EVENT.size(), 0);
-  EXPECT_EQ(fit(model(kCohort, kAdditive, "G"), no_failure).ok, 0);
-  for (int design : {kCaseControl, kCohort, kCrossSectional}) {
-    StudyData d = sample_data();
-    d.geno.assign(d.geno.size(), kMissingGenotype);
-    Window w;
-    w.set_size(5);
-    std::vector<double> est, se;
-    EXPECT_EQ(stan_single(est, se, d, 0, model(design, kAdditive, "X1 C G"), w), 0);
-    EXPECT_EQ(w.M, 5);
   }
 }

@@ -48,15 +48,6 @@ TEST(ResultFiles, NamesAndCoefficientIndexesOfTheTermsUnderOutput) {
   EXPECT_EQ(out.names, Names{"run7_X.out"});
 }
 
-TEST(RowNames, DeciBinAppendsTheAllelesMostSignificantFirst) {
-  std::string s = "h";
-  deci_bin(s, 5, 5);
-  EXPECT_EQ(s, "h00101");
-  std::string t;
-  deci_bin(t, 22, 5);
-  EXPECT_EQ(t, "10110");
-}
-
 TEST(RowNames, HaplotypeAnalysisParameters) {
   Window w;
   w.set_size(3);

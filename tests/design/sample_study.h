@@ -10,7 +10,10 @@
 
 #include <cmath>
 #include <cstdint>
+#include <string>
 #include <vector>
+
+#include "design/model_builder.h"
 
 namespace sample {
 
@@ -66,6 +69,22 @@ inline Study study() {
     s.trait.push_back(trait);
   }
   return s;
+}
+
+// The study as the program holds it: covariates X1 and C, every outcome.
+inline StudyData study_data() {
+  const Study s = study();
+  StudyData d = testmodel::make_study({s.x1, s.c}, s.geno);
+  d.STATUS = s.status;
+  d.TIME = s.time;
+  d.EVENT = s.event;
+  d.TRAIT = s.trait;
+  return d;
+}
+
+// A model over X1 and the categorical C with the given EFFECT line.
+inline Model model(int design, int mode, const std::string& effect) {
+  return testmodel::Builder(design, mode, {"X1", "C"}).categorical("C").effect(effect).model();
 }
 
 }  // namespace sample

@@ -3,8 +3,6 @@
 // when the patterns are few or no covariate is DEPENDENT.
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 #include "driver/cost_warning.h"
 
 namespace {
@@ -41,7 +39,6 @@ TEST(CostWarning, NamesPatternsCauseParametersAndRemedy) {
   const std::string line = dependence_cost_warning(s.model, s.study);
   ASSERT_FALSE(line.empty());
   EXPECT_EQ(line.rfind("Warning: ", 0), 0u);
-  EXPECT_EQ(line.back(), '\n');
   EXPECT_EQ(line.find('\n'), line.size() - 1);  // one line
   EXPECT_NE(line.find("J = 300 covariate patterns"), std::string::npos) << line;
   EXPECT_NE(line.find("age with 100 distinct values"), std::string::npos) << line;
@@ -49,12 +46,12 @@ TEST(CostWarning, NamesPatternsCauseParametersAndRemedy) {
   EXPECT_NE(line.find("group age into a few levels"), std::string::npos) << line;
   EXPECT_NE(line.find("drop smoke from DEPENDENT"), std::string::npos) << line;
   EXPECT_GT(cost.P, cost.J);
-  EXPECT_NEAR(cost.seconds, kSecondsPerCubedParameter * std::pow(cost.P, 3), 1e-12);
 }
 
 TEST(CostWarning, AbsentForFewPatternsOrWithoutDependence) {
   // Categorical covariates only in the model: 3 patterns.
-  EXPECT_EQ(dependence_cost_warning(Study(1000, 400, true, false).model, Study(1000, 400, true, false).study), "");
+  const Study categorical(1000, 400, true, false);
+  EXPECT_EQ(dependence_cost_warning(categorical.model, categorical.study), "");
   // Just under the threshold of patterns.
   Study few(1000, 33, true);  // 33 patterns
   EXPECT_LT(dependence_cost(few.model, few.study).J, kCostWarningPatterns);

@@ -1,13 +1,14 @@
 // Wide and long inputs, and runs starved of memory. The inputs are generated here
-// into a scratch folder. Reading must be linear: 200,000 subjects, or a genotype
-// line of 100 MB, are read in seconds and within a stated memory bound (the peak
-// resident memory of the child, from wait4). A run whose address space is limited
-// stops with an "Error: not enough memory to ..." line naming what it was reading
-// and the bytes needed, or completes; it never crashes.
+// into a scratch folder. 200,000 subjects, or a genotype line of 100 MB, are read
+// within a stated memory bound (the peak resident memory of the child, from
+// wait4); speed is for `make bench` (a quadratic step would still run into the
+// test's time limit). A run whose address space is limited stops with an
+// "Error: not enough memory to ..." line naming what it was reading and the bytes
+// needed, or completes; it never crashes.
 //
-// The time and memory bounds are generous guards against quadratic steps and
-// copies of whole inputs, not measurements; the sanitizer build skips these tests
-// (its shadow memory defeats both the bounds and address-space limits).
+// The memory bounds are generous guards against copies of whole inputs, not
+// measurements; the sanitizer build skips these tests (its shadow memory defeats
+// both the bounds and address-space limits).
 #include <gtest/gtest.h>
 
 #include <random>
@@ -23,7 +24,6 @@
 
 namespace {
 
-const char* const kStop = "\nKestrova was stopped due to error(s) listed above.\n\n";
 const std::vector<std::string> kNoPanel = {"-ne", "-ofile", "big"};
 
 // Case-control phenotypes of n subjects with a continuous covariate (nearly every
@@ -52,13 +52,22 @@ std::string genotype_line(int snp, int n, std::mt19937& rng) {
   return line + "\n";
 }
 
-bool ends_with(const std::string& text, const std::string& tail) {
-  return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
+// A G-only case-control model over n subjects without covariates.
+void g_only(const ScratchDir& dir, int n) {
+  dir.write("specification.txt", "DESIGN = case-control\nEFFECT = G\nOUTPUT = G\n");
+  dir.write("phenotype.dat", phenotypes(n, false));
+}
+
+// The run stopped (without a signal) with "Error: not enough memory to read <what>".
+void expect_memory_error(const Finished& f, const std::string& what) {
+  EXPECT_EQ(f.result.status, 1);
+  EXPECT_EQ(f.signal, 0);
+  EXPECT_TRUE(ends_with(f.result.out, "Error: not enough memory to read " + what + kStop)) << f.result.out;
 }
 
 }  // namespace
 
-TEST(LargeInput, TwoHundredThousandSubjectsReadInLinearTime) {
+TEST(LargeInput, TwoHundredThousandSubjectsReadWithinAMemoryBound) {
   SKIP_UNDER_SANITIZERS();
   constexpr int kSubjects = 200000;
   ScratchDir dir;
@@ -75,7 +84,6 @@ TEST(LargeInput, TwoHundredThousandSubjectsReadInLinearTime) {
   EXPECT_NE(f.result.out.find("3 SNPs and 200000 individuals read from 'genotype.dat'\n"), std::string::npos);
   // The run peaks near 60 MB (data of about 10 MB, the regression design and the program).
   EXPECT_LT(f.max_rss_kb, 150 * 1024) << "peak resident memory in kB";
-  EXPECT_LT(f.seconds, 30.0);
 }
 
 TEST(LargeInput, HundredMegabyteGenotypeLineIsReadWithinTwiceItsSize) {
@@ -83,8 +91,7 @@ TEST(LargeInput, HundredMegabyteGenotypeLineIsReadWithinTwiceItsSize) {
   constexpr int kSubjects = 1000;
   constexpr std::size_t kGap = 100000;  // blanks between two codes
   ScratchDir dir;
-  dir.write("specification.txt", "DESIGN = case-control\nEFFECT = G\nOUTPUT = G\n");
-  dir.write("phenotype.dat", phenotypes(kSubjects, false));
+  g_only(dir, kSubjects);
   // Built and written in a scope of its own: the child's peak memory counts what it
   // shares with this process when forked.
   std::size_t line_bytes = 0;
@@ -107,33 +114,24 @@ TEST(LargeInput, HundredMegabyteGenotypeLineIsReadWithinTwiceItsSize) {
   EXPECT_NE(f.result.out.find("2 SNPs and 1000 individuals read from 'genotype.dat'\n"), std::string::npos);
   EXPECT_NE(dir.read("big_G.out").find("rs2   "), std::string::npos);
   EXPECT_LT(static_cast<std::size_t>(f.max_rss_kb) * 1024, 2 * line_bytes) << "peak resident memory in kB";
-  EXPECT_LT(f.seconds, 30.0);
 
   // With too little address space for the line, the error names the file, the line and the bytes.
-  f = finish(start_in(dir.path(), KESTROVA_BIN, kNoPanel, 120ll << 20));
-  EXPECT_EQ(f.result.status, 1);
-  EXPECT_TRUE(ends_with(f.result.out, "Error: not enough memory to read 'genotype.dat': 134217728 bytes (128.0 MB) "
-                                       "needed for line 2.\n" + std::string(kStop)))
-      << f.result.out;
+  expect_memory_error(finish(start_in(dir.path(), KESTROVA_BIN, kNoPanel, 120ll << 20)),
+                      "'genotype.dat': 134217728 bytes (128.0 MB) needed for line 2.\n");
 }
 
 TEST(MemoryStarved, GenotypeMatrixTooLargeForTheMemoryIsNamed) {
   SKIP_UNDER_SANITIZERS();
   ScratchDir dir;
-  dir.write("specification.txt", "DESIGN = case-control\nEFFECT = G\nOUTPUT = G\n");
-  dir.write("phenotype.dat", phenotypes(2000, false));
+  g_only(dir, 2000);
   // A million SNP lines (counted before anything else is read) for 2000 subjects:
   // 2 GB of genotypes.
   std::string lines;
   for (int s = 0; s < 1000000; s++) lines += "x\n";
   dir.write("genotype.dat", lines);
-  Finished f = finish(start_in(dir.path(), KESTROVA_BIN, kNoPanel, 512ll << 20));
-  EXPECT_EQ(f.result.status, 1);
-  EXPECT_EQ(f.signal, 0);
-  EXPECT_TRUE(ends_with(f.result.out, "Error: not enough memory to read 'genotype.dat': 2070000000 bytes "
-                                      "(1974.1 MB) needed for the genotypes of 1000000 SNPs by 2000 individuals.\n" +
-                                          std::string(kStop)))
-      << f.result.out;
+  expect_memory_error(finish(start_in(dir.path(), KESTROVA_BIN, kNoPanel, 512ll << 20)),
+                      "'genotype.dat': 2070000000 bytes (1974.1 MB) needed for the genotypes of 1000000 SNPs by "
+                      "2000 individuals.\n");
 }
 
 // A file without line ends, such as a device that never ends, grows the line buffer
@@ -141,13 +139,9 @@ TEST(MemoryStarved, GenotypeMatrixTooLargeForTheMemoryIsNamed) {
 TEST(MemoryStarved, EndlessLineStopsWhenTheBufferCannotGrow) {
   SKIP_UNDER_SANITIZERS();
   ScratchDir dir;
-  dir.write("specification.txt", "DESIGN = case-control\nEFFECT = G\nOUTPUT = G\n");
-  dir.write("phenotype.dat", phenotypes(10, false));
-  Finished f = finish(start_in(dir.path(), KESTROVA_BIN, {"-ne", "-gfile", "/dev/zero"}, 256ll << 20));
-  EXPECT_EQ(f.result.status, 1);
-  EXPECT_TRUE(ends_with(f.result.out, "Error: not enough memory to read '/dev/zero': 268435456 bytes (256.0 MB) "
-                                      "needed for line 1.\n" + std::string(kStop)))
-      << f.result.out;
+  g_only(dir, 10);
+  expect_memory_error(finish(start_in(dir.path(), KESTROVA_BIN, {"-ne", "-gfile", "/dev/zero"}, 256ll << 20)),
+                      "'/dev/zero': 268435456 bytes (256.0 MB) needed for line 1.\n");
 }
 
 // A simulated study with the panel, run under address-space limits from too small
@@ -158,9 +152,7 @@ TEST(MemoryStarved, EndlessLineStopsWhenTheBufferCannotGrow) {
 TEST(MemoryStarved, EveryLimitEndsWithAnErrorLineOrCompletes) {
   SKIP_UNDER_SANITIZERS();
   ScratchDir dir;
-  RunResult sim = run_in(dir.path(), KESTROVA_SIM,
-                         {"--out", ".", "--seed", "3", "--snps", "30", "--cases", "500", "--controls", "500"});
-  ASSERT_EQ(sim.status, 0) << sim.err;
+  simulate(dir, {"--seed", "3", "--snps", "30", "--cases", "500", "--controls", "500"});
   RunResult full = run_kestrova(dir, {"-ofile", "full"});
   ASSERT_EQ(full.status, 0);
   const std::string expected = dir.read("full_G.out");

@@ -17,8 +17,6 @@ const char* const kBanner =
     "\n"
     "\nKestrova started: <time>\n\n";
 
-const char* const kStop = "\nKestrova was stopped due to error(s) listed above.\n\n";
-
 std::string log_of(const std::vector<std::string>& args, int expected_status, const ScratchDir& dir) {
   RunResult r = run_kestrova(dir, args);
   EXPECT_EQ(r.status, expected_status);
@@ -114,13 +112,24 @@ TEST(RunLog, NoExternalPanelSkipsStrandLinesWarnsAndChecksOnlyStudyFiles) {
   EXPECT_EQ(log_of({"-ne"}, 1, dir), expected);
 }
 
-TEST(RunLog, RepeatedOptionsAreEchoedEachTimeAndTheLastValueWins) {
+// Repeated options are echoed each time and the last value wins; a value option
+// given last and unusable tag counts are errors.
+TEST(RunLog, RepeatedOptionsAndBadValues) {
   ScratchDir dir;
-  std::string log = log_of({"-window", "100", "-window", "abc", "-sfile", "a.txt", "-sfile", "b.txt"}, 1, dir);
-  EXPECT_NE(log.find("        -- '-window' candidate tags chosen within the distance of 100 bp\n"
-                     "        -- '-window' candidate tags chosen within the distance of 0 bp\n"),
-            std::string::npos);
-  EXPECT_NE(log.find("Error: 'b.txt' does not exist.\n"), std::string::npos);
+  const std::vector<std::string> repeated = {"-window", "100", "-window", "abc", "-sfile", "a.txt", "-sfile", "b.txt"};
+  const struct {
+    std::vector<std::string> args;
+    std::string text;
+  } cases[] = {
+      {repeated,
+       "        -- '-window' candidate tags chosen within the distance of 100 bp\n"
+       "        -- '-window' candidate tags chosen within the distance of 0 bp\n"},
+      {repeated, "Error: 'b.txt' does not exist.\n"},
+      {{"-ofile"}, "        -- '-ofile' Error: Command line option '-ofile' needs a value.\n"},
+      {{"-tag", "0"}, "        -- '-tag' Error: '-tag' takes a number of tag SNPs from 1 to 8, not '0'.\n"},
+      {{"-tag", "9"}, "Error: '-tag' takes a number of tag SNPs from 1 to 8, not '9'."},
+  };
+  for (const auto& c : cases) EXPECT_NE(log_of(c.args, 1, dir).find(c.text), std::string::npos) << c.text;
 }
 
 TEST(RunLog, UnknownOptionStopsAfterEchoingTheValidOnes) {
@@ -132,17 +141,6 @@ TEST(RunLog, UnknownOptionStopsAfterEchoingTheValidOnes) {
                          "        -- '-bogus' Error: Unknown command line option '-bogus'.\n" +
                          kStop;
   EXPECT_EQ(log_of({"-ne", "-min", "3", "-bogus", "-h"}, 1, dir), expected);
-}
-
-TEST(RunLog, ValueOptionGivenLastAndUnusableTagCountsAreErrors) {
-  ScratchDir dir;
-  std::string log = log_of({"-ofile"}, 1, dir);
-  EXPECT_NE(log.find("        -- '-ofile' Error: Command line option '-ofile' needs a value.\n"), std::string::npos);
-  log = log_of({"-tag", "0"}, 1, dir);
-  EXPECT_NE(log.find("        -- '-tag' Error: '-tag' takes a number of tag SNPs from 1 to 8, not '0'.\n"),
-            std::string::npos);
-  log = log_of({"-tag", "9"}, 1, dir);
-  EXPECT_NE(log.find("Error: '-tag' takes a number of tag SNPs from 1 to 8, not '9'."), std::string::npos);
 }
 
 TEST(RunLog, MissingFilesAreReportedInOrderOnlyTheFirst) {

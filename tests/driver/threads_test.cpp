@@ -1,11 +1,14 @@
-// Windows analysed side by side and runs split by position: the result files and
-// the run log are byte-identical at any thread count, and the lines of adjacent
-// position ranges, concatenated, are the whole run's lines. Simulated studies
+// Windows analysed side by side and runs split by position: the result files,
+// the -diag file and the run log are byte-identical at any thread count, and the
+// lines (and diag rows) of adjacent position ranges, concatenated, are the whole
+// run's. The -diag file leaves results and log as they are without it, has one
+// row per result line, and a reason exactly on the dashed lines. Simulated studies
 // cover every design, each analysis class (DEPENDENT covariate, independent
 // covariates, G only), with and without the panel, and a two-valued
 // cross-sectional trait coded 0/2, whose recoding makes the order of the SNPs matter.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -18,6 +21,7 @@ struct Study {
   std::string name;
   std::vector<std::string> sim;  // simulator options
   std::vector<std::string> run;  // program options
+  std::string analysis;          // the haplotype analysis the diag rows name
   bool trait_0_2 = false;        // rewrite a 0/1 trait as 0/2
 };
 
@@ -25,39 +29,46 @@ const std::vector<Study>& studies() {
   static const std::vector<Study> all = {
       {"case-control, DEPENDENT covariate, panel",
        {"--seed", "71", "--cases", "150", "--controls", "150", "--snps", "24", "--categorical", "1", "--dependent"},
-       {}},
+       {},
+       "case-control retrospective likelihood with gene-environment dependence"},
       {"case-control, independent covariate, no panel",
        {"--seed", "72", "--cases", "150", "--controls", "150", "--snps", "24", "--covariates", "1"},
-       {"-ne"}},
-      {"cohort, G only, panel", {"--seed", "73", "--design", "cohort", "--subjects", "300", "--snps", "24"}, {}},
+       {"-ne"},
+       "case-control profile likelihood under independence"},
+      {"cohort, G only, panel",
+       {"--seed", "73", "--design", "cohort", "--subjects", "300", "--snps", "24"},
+       {},
+       "cohort proportional hazards without dependence"},
       {"cohort, DEPENDENT covariate, no panel",
        {"--seed", "74", "--design", "cohort", "--subjects", "300", "--snps", "24", "--categorical", "1",
         "--dependent"},
-       {"-ne"}},
-      {"cross-sectional, independent covariate, panel",
+       {"-ne"},
+       "cohort proportional hazards with dependence"},
+      {"cross-sectional, independent covariate, panel, 3 tags",
        {"--seed", "75", "--design", "cross-sectional", "--subjects", "300", "--snps", "24", "--covariates", "1"},
-       {}},
+       {"-tag", "3"},
+       "cross-sectional normal regression without dependence"},
       {"cross-sectional, G only, no panel",
        {"--seed", "76", "--design", "cross-sectional", "--subjects", "300", "--snps", "24"},
-       {"-ne"}},
+       {"-ne"},
+       "cross-sectional normal regression without dependence"},
       {"cross-sectional 0/2 trait, DEPENDENT covariate, panel",
        {"--seed", "77", "--design", "cross-sectional", "--trait", "binary", "--subjects", "300", "--snps", "24",
         "--categorical", "1", "--dependent"},
        {},
+       "cross-sectional logistic regression with dependence",
        true},
       {"cross-sectional 0/2 trait, G only, no panel",
        {"--seed", "78", "--design", "cross-sectional", "--trait", "binary", "--subjects", "300", "--snps", "24"},
        {"-ne"},
+       "cross-sectional logistic regression without dependence",
        true},
   };
   return all;
 }
 
 void simulate(const ScratchDir& dir, const Study& s) {
-  std::vector<std::string> args = {"--out", "."};
-  args.insert(args.end(), s.sim.begin(), s.sim.end());
-  RunResult r = run_in(dir.path(), KESTROVA_SIM, args);
-  ASSERT_EQ(r.status, 0) << r.err;
+  ::simulate(dir, s.sim);
   if (!s.trait_0_2) return;
   std::istringstream in(dir.read("phenotype.dat"));
   std::string line, out;
@@ -70,30 +81,26 @@ void simulate(const ScratchDir& dir, const Study& s) {
   dir.write("phenotype.dat", out);
 }
 
-RunResult run(const ScratchDir& dir, const Study& s, std::vector<std::string> extra) {
-  std::vector<std::string> args = s.run;
-  args.insert(args.end(), extra.begin(), extra.end());
-  return run_kestrova(dir, args);
+RunResult run(const ScratchDir& dir, const Study& s, const std::vector<std::string>& extra) {
+  return run_kestrova(dir, with(s.run, extra));
 }
 
-// The result lines of a file: everything after the column heads' dashes.
-std::string lines_of(const std::string& file) {
-  const std::size_t heads = file.find("\n----");
-  if (heads == std::string::npos) return "";
-  const std::size_t start = file.find('\n', heads + 1);
-  return start == std::string::npos ? "" : file.substr(start + 1);
-}
+std::string header_of(const std::string& file) { return file.substr(0, file.size() - result_lines(file).size()); }
 
-std::string header_of(const std::string& file) { return file.substr(0, file.size() - lines_of(file).size()); }
+std::vector<std::string> split(const std::string& text, char sep) {
+  std::vector<std::string> out;
+  std::istringstream in(text);
+  for (std::string item; std::getline(in, item, sep);) out.push_back(item);
+  return out;
+}
 
 // The position column of every result line.
 std::vector<long> positions(const std::string& lines) {
   std::vector<long> out;
-  std::istringstream in(lines);
-  std::string line, typed, id;
-  long pos;
-  while (std::getline(in, line)) {
+  for (const std::string& line : split(lines, '\n')) {
     std::istringstream fields(line);
+    std::string typed, id;
+    long pos;
     fields >> typed >> id >> pos;
     out.push_back(pos);
   }
@@ -102,9 +109,8 @@ std::vector<long> positions(const std::string& lines) {
 
 // The log without its time stamps and without the echo lines of the given options.
 std::string log_without(const std::string& log, const std::vector<std::string>& options) {
-  std::istringstream in(without_times(log));
-  std::string line, out;
-  while (std::getline(in, line)) {
+  std::string out;
+  for (const std::string& line : split(without_times(log), '\n')) {
     bool echo = false;
     for (const std::string& o : options) echo = echo || line.find("-- '" + o + "'") != std::string::npos;
     if (!echo) out += line + "\n";
@@ -112,9 +118,49 @@ std::string log_without(const std::string& log, const std::vector<std::string>& 
   return out;
 }
 
+std::string rows_of(const std::string& diag) { return diag.substr(diag.find('\n') + 1); }
+
+// One diag row per result line, same SNP and position; reasons exactly on dashed lines.
+void expect_diag_rows(const std::string& diag, const std::string& results, const Study& s) {
+  ASSERT_EQ(diag.substr(0, diag.find('\n') + 1),
+            "SNP-id\tPosition\tPath\tAnalysis\tTags\tMD\tHaplotypes\tIterations\tLogLik\tReason\n");
+  const std::vector<std::string> lines = split(result_lines(results), '\n'), rows = split(rows_of(diag), '\n');
+  ASSERT_EQ(rows.size(), lines.size());
+  bool window_seen = false;
+  for (std::size_t k = 0; k < rows.size(); k++) {
+    SCOPED_TRACE(rows[k]);
+    std::vector<std::string> f = split(rows[k], '\t');
+    if (f.size() == 9) f.push_back("");  // an empty reason ends the row
+    ASSERT_EQ(f.size(), 10u);
+    std::istringstream line(lines[k]);
+    std::string typed, id;
+    long pos;
+    line >> typed >> id >> pos;
+    EXPECT_EQ(f[0], id);
+    EXPECT_EQ(f[1], std::to_string(pos));
+    const bool dashed = lines[k].find("      -        -         -          -") != std::string::npos;
+    EXPECT_EQ(f[9].empty(), !dashed);
+    if (f[2] == "complete data") {
+      EXPECT_EQ(f[4], "");
+      EXPECT_EQ(f[5], "NA");
+    } else {
+      EXPECT_EQ(f[2], typed == "no" ? "untyped" : "typed with missing genotypes");
+      if (!dashed) {
+        window_seen = true;
+        EXPECT_EQ(f[3], s.analysis);
+        EXPECT_EQ(split(f[4], ',').size(), s.run.size() == 2 ? 3u : 4u);  // 3 tags where -tag 3 is given
+        EXPECT_GE(std::stoi(f[6]), 1);
+        EXPECT_GE(std::stoi(f[7]), 1);
+        EXPECT_TRUE(std::isfinite(std::stod(f[8])));
+      }
+    }
+  }
+  EXPECT_TRUE(window_seen);
+}
+
 }  // namespace
 
-TEST(ThreadsAndRanges, ResultFilesAndLogAreTheSameAtAnyThreadCount) {
+TEST(ThreadsAndRanges, SameFilesAndLogAtAnyThreadCountAndForAdjacentRanges) {
   for (const Study& s : studies()) {
     SCOPED_TRACE(s.name);
     ScratchDir dir;
@@ -122,30 +168,26 @@ TEST(ThreadsAndRanges, ResultFilesAndLogAreTheSameAtAnyThreadCount) {
     const RunResult whole = run(dir, s, {"-ofile", "plain"});
     ASSERT_EQ(whole.status, 0) << whole.out;
     EXPECT_EQ(whole.err, "");
+    EXPECT_EQ((whole.out.find("least-squares") != std::string::npos), s.trait_0_2);  // the two-valued trait warning
     const std::string plain = dir.read("plain_G.out");
-    ASSERT_GT(positions(lines_of(plain)).size(), 10u);
+    const std::vector<long> pos = positions(result_lines(plain));
+    ASSERT_GT(pos.size(), 10u);
     for (const char* n : {"1", "2", "3", "8"}) {
       SCOPED_TRACE(n);
       const std::string prefix = std::string("t") + n;
-      const RunResult r = run(dir, s, {"-ofile", prefix, "-threads", n});
+      const RunResult r = run(dir, s, {"-ofile", prefix, "-threads", n, "-diag", prefix + ".tsv"});
       ASSERT_EQ(r.status, 0) << r.out;
       EXPECT_EQ(r.err, "");
       EXPECT_EQ(dir.read(prefix + "_G.out"), plain);
-      EXPECT_EQ(log_without(r.out, {"-ofile", "-threads"}), log_without(whole.out, {"-ofile"}));
+      EXPECT_EQ(log_without(r.out, {"-ofile", "-threads", "-diag"}), log_without(whole.out, {"-ofile"}));
       EXPECT_NE(r.out.find("-- '-threads' analysis run by " + std::string(n) + " threads\n"), std::string::npos);
+      EXPECT_NE(r.out.find("        -- '-diag' diagnostics of every analysis written to '" + prefix + ".tsv'\n"),
+                std::string::npos);
+      EXPECT_EQ(dir.read(prefix + ".tsv"), dir.read("t1.tsv"));
+      EXPECT_FALSE(dir.exists(prefix + ".tsv.part"));
     }
-  }
-}
+    expect_diag_rows(dir.read("t1.tsv"), plain, s);
 
-TEST(ThreadsAndRanges, AdjacentRangesConcatenateToTheWholeRun) {
-  for (const Study& s : studies()) {
-    SCOPED_TRACE(s.name);
-    ScratchDir dir;
-    simulate(dir, s);
-    ASSERT_EQ(run(dir, s, {"-ofile", "whole"}).status, 0);
-    const std::string whole = dir.read("whole_G.out");
-    const std::vector<long> pos = positions(lines_of(whole));
-    ASSERT_GT(pos.size(), 10u);
     // Three shards, cut after the first SNP and in the middle; then two shards cut
     // after each of the first SNPs, where the first complete-data SNP of a 0/2
     // trait may fall.
@@ -153,12 +195,12 @@ TEST(ThreadsAndRanges, AdjacentRangesConcatenateToTheWholeRun) {
     const std::size_t early = s.trait_0_2 ? 6 : 2;
     for (std::size_t c = 2; c <= early; c++) cuts.push_back({c});
     for (const std::vector<std::size_t>& cut : cuts) {
-      std::string joined;
+      std::string joined, joined_rows;
       long from = 0;
       for (std::size_t k = 0; k <= cut.size(); k++) {
         const std::string name = "shard" + std::to_string(k);
         std::vector<std::string> args = {"-ofile", name, "-threads", k % 2 ? "3" : "2", "-from",
-                                         std::to_string(from)};
+                                         std::to_string(from), "-diag", name + ".tsv"};
         if (k < cut.size()) {
           args.insert(args.end(), {"-to", std::to_string(pos[cut[k] - 1])});
           from = pos[cut[k] - 1] + 1;
@@ -166,15 +208,17 @@ TEST(ThreadsAndRanges, AdjacentRangesConcatenateToTheWholeRun) {
         const RunResult r = run(dir, s, args);
         ASSERT_EQ(r.status, 0) << r.out;
         const std::string shard = dir.read(name + "_G.out");
-        EXPECT_EQ(header_of(shard), header_of(whole));
-        joined += lines_of(shard);
+        EXPECT_EQ(header_of(shard), header_of(plain));
+        joined += result_lines(shard);
+        joined_rows += rows_of(dir.read(name + ".tsv"));
       }
-      EXPECT_EQ(joined, lines_of(whole)) << "cut after SNP " << cut[0];
+      EXPECT_EQ(joined, result_lines(plain)) << "cut after SNP " << cut[0];
+      EXPECT_EQ(joined_rows, rows_of(dir.read("t1.tsv"))) << "cut after SNP " << cut[0];
     }
   }
 }
 
-TEST(ThreadsAndRanges, RangeOptionsAreEchoedAndAnEmptyRangeWritesTheHeaderOnly) {
+TEST(ThreadsAndRanges, RangeOptionsAreEchoedAnEmptyRangeWritesTheHeaderOnlyAndBadValuesStop) {
   const Study& s = studies()[1];
   ScratchDir dir;
   simulate(dir, s);
@@ -184,14 +228,8 @@ TEST(ThreadsAndRanges, RangeOptionsAreEchoedAndAnEmptyRangeWritesTheHeaderOnly) 
   EXPECT_NE(r.out.find("        -- '-to' SNPs analysed up to position 999 bp\n"), std::string::npos);
   // The defaults block does not mention the new options.
   EXPECT_EQ(r.out.find("threads", r.out.find("Defaults in effect")), std::string::npos);
-  EXPECT_EQ(lines_of(dir.read("none_G.out")), "");
+  EXPECT_EQ(result_lines(dir.read("none_G.out")), "");
   EXPECT_NE(header_of(dir.read("none_G.out")).find("Typd       SNP-id"), std::string::npos);
-}
-
-TEST(ThreadsAndRanges, BadValuesStopTheRun) {
-  const Study& s = studies()[1];
-  ScratchDir dir;
-  simulate(dir, s);
   const struct {
     std::vector<std::string> args;
     std::string error;
@@ -207,11 +245,11 @@ TEST(ThreadsAndRanges, BadValuesStopTheRun) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.error);
-    const RunResult r = run(dir, s, c.args);
-    EXPECT_EQ(r.status, 1);
-    const std::size_t at = r.out.find(c.error);
-    ASSERT_NE(at, std::string::npos) << r.out;
-    EXPECT_EQ(r.out.substr(at + c.error.size()), "\nKestrova was stopped due to error(s) listed above.\n\n");
+    const RunResult bad = run(dir, s, c.args);
+    EXPECT_EQ(bad.status, 1);
+    const std::size_t at = bad.out.find(c.error);
+    ASSERT_NE(at, std::string::npos) << bad.out;
+    EXPECT_EQ(bad.out.substr(at + c.error.size()), kStop);
   }
 }
 
@@ -231,7 +269,7 @@ TEST(ThreadsAndRanges, TwoValuedTraitAsReadOnlyForTheFirstDesignOfTheRun) {
     simulate(dir, s);
     for (const char* n : {"1", "3"}) {
       ASSERT_EQ(run(dir, s, {"-ofile", "zero_two", "-threads", n}).status, 0);
-      std::istringstream a(lines_of(dir.read("zero_one_G.out"))), b(lines_of(dir.read("zero_two_G.out")));
+      std::istringstream a(result_lines(dir.read("zero_one_G.out"))), b(result_lines(dir.read("zero_two_G.out")));
       std::string la, lb;
       int line = 0, differing = 0;
       while (std::getline(a, la) && std::getline(b, lb)) {

@@ -1,11 +1,9 @@
-// The plots as standalone SVG: well-formed XML (a small checker here, and
-// xmllint too when it is installed), a viewBox, one mark per plotted SNP, axis
+// The plots as standalone SVG: well-formed XML (by xmllint), a viewBox, one mark per plotted SNP, axis
 // titles and ticks, the significance lines, labels of the top signals, lambda.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdlib>
-#include <regex>
 #include <vector>
 
 #include "plots.h"
@@ -15,50 +13,6 @@
 using namespace report;
 
 namespace {
-
-// Checks that text is one well-formed XML element after its prolog: tags
-// balanced and properly nested, attributes quoted, entities known. "" when it is.
-std::string xml_problem(const std::string& s) {
-  std::vector<std::string> open;
-  std::size_t i = 0, roots = 0;
-  auto entity_ok = [&](std::size_t at) {
-    static const std::regex entity("&(amp|lt|gt|quot|apos|#[0-9]+|#x[0-9a-fA-F]+);");
-    std::smatch m;
-    const std::string rest = s.substr(at, 12);
-    return std::regex_search(rest, m, entity) && m.position(0) == 0;
-  };
-  if (s.compare(0, 5, "<?xml") != 0) return "no XML prolog";
-  i = s.find("?>") + 2;
-  while (i < s.size()) {
-    if (s[i] == '&' && !entity_ok(i)) return "bad entity at " + std::to_string(i);
-    if (s[i] != '<') {
-      if (open.empty() && !std::isspace(static_cast<unsigned char>(s[i]))) return "text outside the root";
-      i++;
-      continue;
-    }
-    const std::size_t end = s.find('>', i);
-    if (end == std::string::npos) return "unclosed tag";
-    std::string tag = s.substr(i + 1, end - i - 1);
-    i = end + 1;
-    if (tag[0] == '/') {
-      if (open.empty() || open.back() != tag.substr(1)) return "mismatched </" + tag.substr(1) + ">";
-      open.pop_back();
-      continue;
-    }
-    const bool empty = tag.back() == '/';
-    if (empty) tag.pop_back();
-    const std::size_t sp = tag.find(' ');
-    const std::string name = tag.substr(0, sp);
-    if (open.empty() && ++roots > 1) return "two root elements";
-    // Attributes: name="value" pairs, no '<' inside values.
-    static const std::regex attrs(R"(^(\s+[A-Za-z_:][-A-Za-z0-9_:.]*="[^"<]*")*\s*$)");
-    if (sp != std::string::npos && !std::regex_match(tag.substr(sp), attrs)) return "bad attributes in <" + name + ">";
-    for (std::size_t a = tag.find('&'); a != std::string::npos; a = tag.find('&', a + 1))
-      if (!entity_ok(i - tag.size() - 1 - (empty ? 1 : 0) + a)) return "bad entity in <" + name + ">";
-    if (!empty) open.push_back(name);
-  }
-  return open.empty() ? "" : "unclosed <" + open.back() + ">";
-}
 
 std::size_t count(const std::string& s, const std::string& what) {
   std::size_t n = 0;
@@ -77,7 +31,8 @@ ResultRow row(const std::string& chr, long long pos, const std::string& id, doub
   return r;
 }
 
-void check_with_xmllint(const std::string& svg) {
+// A well-formed XML document, by xmllint (which .ci/run installs).
+void expect_xml(const std::string& svg) {
   if (std::system("command -v xmllint >/dev/null 2>&1") != 0) return;
   ScratchDir dir;
   dir.write("plot.svg", svg);
@@ -86,13 +41,6 @@ void check_with_xmllint(const std::string& svg) {
 }
 
 }  // namespace
-
-TEST(ReportPlots, XmlCheckerCatchesBrokenDocuments) {
-  EXPECT_EQ(xml_problem("<?xml version=\"1.0\"?>\n<svg a=\"1\"><g><circle r=\"2\"/></g></svg>\n"), "");
-  EXPECT_NE(xml_problem("<?xml version=\"1.0\"?>\n<svg><g></svg>"), "");
-  EXPECT_NE(xml_problem("<?xml version=\"1.0\"?>\n<svg><text>a & b</text></svg>"), "");
-  EXPECT_NE(xml_problem("<?xml version=\"1.0\"?>\n<svg a=1></svg>"), "");
-}
 
 TEST(ReportPlots, ManhattanHasOneMarkPerSnpAndLabelsTheTopSignals) {
   std::vector<ResultRow> rows;
@@ -105,8 +53,7 @@ TEST(ReportPlots, ManhattanHasOneMarkPerSnpAndLabelsTheTopSignals) {
   std::vector<const ResultRow*> ptrs;
   for (const ResultRow& r : rows) ptrs.push_back(&r);
   const std::string svg = manhattan_svg(ptrs, "G & co: Manhattan plot", 5);
-  EXPECT_EQ(xml_problem(svg), "");
-  check_with_xmllint(svg);
+  expect_xml(svg);
   EXPECT_NE(svg.find("viewBox=\"0 0 1000.0 450.0\""), std::string::npos);
   EXPECT_EQ(count(svg, "<circle"), rows.size());
   EXPECT_EQ(count(svg, "<g fill=\""), 3u);  // one group per chromosome, colours alternating
@@ -124,25 +71,25 @@ TEST(ReportPlots, ManhattanHasOneMarkPerSnpAndLabelsTheTopSignals) {
   // One chromosome: positions in megabases.
   std::vector<const ResultRow*> one(ptrs.begin(), ptrs.begin() + 41);
   const std::string single = manhattan_svg(one, "t", 5);
-  EXPECT_EQ(xml_problem(single), "");
+  expect_xml(single);
   EXPECT_NE(single.find("Position on chromosome 1 (Mb)"), std::string::npos);
   EXPECT_EQ(count(single, "<circle"), 41u);
   // Nothing to draw still gives a valid picture.
-  EXPECT_EQ(xml_problem(manhattan_svg({}, "empty", 5)), "");
+  expect_xml(manhattan_svg({}, "empty", 5));
 }
 
 TEST(ReportPlots, QqHasOneMarkPerSnpTheBandAndLambda) {
   std::vector<double> values;
   for (int i = 1; i <= 500; i++) values.push_back(minus_log10_p(4.0 * (i % 37) / 37.0));
   const std::string svg = qq_svg(values, 1.0234, "G: QQ plot");
-  EXPECT_EQ(xml_problem(svg), "");
-  check_with_xmllint(svg);
+  expect_xml(svg);
   EXPECT_NE(svg.find("viewBox=\"0 0 520.0 520.0\""), std::string::npos);
   EXPECT_EQ(count(svg, "<circle"), values.size());
   EXPECT_EQ(count(svg, "<polygon"), 1u);
   EXPECT_NE(svg.find("&#955; = 1.023"), std::string::npos);
   EXPECT_NE(svg.find("Expected &#8722;log"), std::string::npos);
   EXPECT_NE(svg.find("Observed &#8722;log"), std::string::npos);
-  EXPECT_EQ(xml_problem(qq_svg({}, std::nan(""), "empty")), "");
-  EXPECT_NE(qq_svg({}, std::nan(""), "empty").find("&#955; = NA"), std::string::npos);
+  const std::string empty = qq_svg({}, std::nan(""), "empty");
+  expect_xml(empty);
+  EXPECT_NE(empty.find("&#955; = NA"), std::string::npos);
 }

@@ -1,5 +1,7 @@
 #include "support/process.h"
 
+#include <gtest/gtest.h>
+
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/time.h>
@@ -7,27 +9,11 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <chrono>
-#include <map>
-#include <mutex>
 #include <fstream>
 #include <regex>
 #include <sstream>
 
 namespace fs = std::filesystem;
-
-namespace {
-std::string quote(const std::string& s) {
-  std::string q = "'";
-  for (char c : s) {
-    if (c == '\'')
-      q += "'\\''";
-    else
-      q += c;
-  }
-  return q + "'";
-}
-}  // namespace
 
 ScratchDir::ScratchDir() {
   static std::atomic<int> counter{0};
@@ -59,38 +45,37 @@ std::string slurp(const fs::path& file) {
 }
 
 RunResult run_in(const fs::path& dir, const std::string& program, const std::vector<std::string>& args) {
-  std::string cmd = "cd ";
-  cmd += quote(dir.string());
-  cmd += " && ";
-  cmd += quote(program);
-  for (const auto& a : args) {
-    cmd += ' ';
-    cmd += quote(a);
-  }
-  cmd += " >.stdout 2>.stderr </dev/null";
-  int raw = std::system(cmd.c_str());
-  RunResult r;
-  r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-  r.out = slurp(dir / ".stdout");
-  r.err = slurp(dir / ".stderr");
-  fs::remove(dir / ".stdout");
-  fs::remove(dir / ".stderr");
-  return r;
+  return finish(start_in(dir, program, args)).result;
 }
 
 RunResult run_kestrova(const ScratchDir& dir, const std::vector<std::string>& args) {
   return run_in(dir.path(), KESTROVA_BIN, args);
 }
 
+void simulate(const ScratchDir& dir, const std::vector<std::string>& args) {
+  const RunResult r = run_in(dir.path(), KESTROVA_SIM, with({"--out", "."}, args));
+  ASSERT_EQ(r.status, 0) << r.err;
+}
+
+std::vector<std::string> with(std::vector<std::string> a, const std::vector<std::string>& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+std::string result_lines(const std::string& file) {
+  const std::size_t heads = file.find("\n----");
+  const std::size_t start = heads == std::string::npos ? heads : file.find('\n', heads + 1);
+  return start == std::string::npos ? "" : file.substr(start + 1);
+}
+
+bool ends_with(const std::string& text, const std::string& tail) {
+  return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
+}
+
 std::string without_times(const std::string& log) {
   static const std::regex stamp("Kestrova (started|complete): [A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9]\\d \\d\\d:\\d\\d:\\d\\d \\d{4}");
   return std::regex_replace(log, stamp, "Kestrova $1: <time>");
 }
-
-namespace {
-std::mutex started_mutex;
-std::map<int, std::chrono::steady_clock::time_point> started_at;
-}  // namespace
 
 Child start_in(const fs::path& dir, const std::string& program, const std::vector<std::string>& args,
                long long address_space) {
@@ -100,7 +85,6 @@ Child start_in(const fs::path& dir, const std::string& program, const std::vecto
   for (std::string& a : argv_text) argv.push_back(a.data());
   argv.push_back(nullptr);
   const std::string out = (dir / ".stdout").string(), err = (dir / ".stderr").string();
-  const auto now = std::chrono::steady_clock::now();
   int pid = ::fork();
   if (pid == 0) {
     // In the child only calls that are safe after fork.
@@ -117,11 +101,9 @@ Child start_in(const fs::path& dir, const std::string& program, const std::vecto
       limit.rlim_cur = limit.rlim_max = static_cast<rlim_t>(address_space);
       ::setrlimit(RLIMIT_AS, &limit);
     }
-    ::execv(program.c_str(), argv.data());
+    ::execvp(program.c_str(), argv.data());  // a name without a slash is looked up on PATH
     ::_exit(127);
   }
-  std::lock_guard<std::mutex> lock(started_mutex);
-  started_at[pid] = now;
   return Child{pid, dir};
 }
 
@@ -130,11 +112,6 @@ Finished finish(const Child& child) {
   int raw = 0;
   struct rusage usage {};
   if (::wait4(child.pid, &raw, 0, &usage) != child.pid) return f;
-  {
-    std::lock_guard<std::mutex> lock(started_mutex);
-    f.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started_at[child.pid]).count();
-    started_at.erase(child.pid);
-  }
   f.result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
   f.signal = WIFSIGNALED(raw) ? WTERMSIG(raw) : 0;
   f.max_rss_kb = usage.ru_maxrss;

@@ -27,7 +27,8 @@ class ScratchDir {
   std::filesystem::path path_;
 };
 
-// Runs `program args...` inside dir and captures its outputs and exit status.
+// Runs `program args...` inside dir (standard input empty) and captures its
+// outputs and exit status.
 RunResult run_in(const std::filesystem::path& dir, const std::string& program, const std::vector<std::string>& args);
 
 // The program under test.
@@ -39,8 +40,22 @@ std::string without_times(const std::string& log);
 // Reads a whole file; empty when it cannot be opened.
 std::string slurp(const std::filesystem::path& file);
 
+// The end of the run log of a run stopped by an error.
+inline constexpr const char* kStop = "\nKestrova was stopped due to error(s) listed above.\n\n";
+
+// Runs the simulator in dir with "--out ." and args; a failed simulation fails the test.
+void simulate(const ScratchDir& dir, const std::vector<std::string>& args);
+
+// The words of a followed by those of b.
+std::vector<std::string> with(std::vector<std::string> a, const std::vector<std::string>& b);
+
+// The result lines of a result file: everything after the column heads' dashes.
+std::string result_lines(const std::string& file);
+
+bool ends_with(const std::string& text, const std::string& tail);
+
 // A run of the program started in the background, for tests that stop it or
-// measure it.
+// limit its memory.
 struct Child {
   int pid = -1;
   std::filesystem::path dir;
@@ -56,7 +71,6 @@ struct Finished {
   RunResult result;
   int signal = 0;        // the signal that ended the child, 0 when it exited
   long max_rss_kb = 0;   // its peak resident memory
-  double seconds = 0.0;  // wall time from start_in to its end
 };
 
 // Waits for the child to end (wait4, so its own peak memory is known) and reads

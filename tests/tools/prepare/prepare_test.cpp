@@ -22,11 +22,7 @@ RunResult prepare(const ScratchDir& dir, const std::vector<std::string>& args) {
     return run_in(dir.path(), KESTROVA_PREPARE, args);
 }
 
-void simulate(const ScratchDir& dir, std::vector<std::string> args) {
-    args.insert(args.begin(), {"--out", ".", "--vcf"});
-    const RunResult r = run_in(dir.path(), KESTROVA_SIM, args);
-    ASSERT_EQ(r.status, 0) << r.err;
-}
+void simulate_vcf(const ScratchDir& dir, const std::vector<std::string>& args) { simulate(dir, with({"--vcf"}, args)); }
 
 // The five files in folder `sub` equal the simulator's own.
 void expect_simulator_files(const ScratchDir& dir, const std::string& sub) {
@@ -53,16 +49,11 @@ void recode(const fs::path& in, const fs::path& out, const char* mode) {
 
 const std::vector<std::string> kPanel = {"--panel", "panel.vcf", "--pedigree", "panel.fam"};
 
-std::vector<std::string> with(std::vector<std::string> a, const std::vector<std::string>& b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
 } // namespace
 
 TEST(Prepare, VcfBgzipBcfAndPlinkRoutesWriteTheSimulatorsFiles) {
     ScratchDir dir;
-    simulate(dir, {"--seed", "31", "--cases", "300", "--controls", "300", "--snps", "40", "--effect", "0.8",
+    simulate_vcf(dir, {"--seed", "31", "--cases", "300", "--controls", "300", "--snps", "40", "--effect", "0.8",
                    "--causal-untyped", "--covariates", "1", "--categorical", "1", "--missing-phenotypes", "0.02",
                    "--swap-letters", "3", "--ambiguous", "2", "--unphased", "2", "--study-only", "2"});
     recode(dir.path() / "study.vcf", dir.path() / "study.vcf.gz", "wz");
@@ -95,7 +86,7 @@ TEST(Prepare, VcfBgzipBcfAndPlinkRoutesWriteTheSimulatorsFiles) {
 
 TEST(Prepare, CohortAndCrossSectionalStudiesWithAModelFile) {
     ScratchDir dir;
-    simulate(dir, {"--seed", "61", "--design", "cohort", "--subjects", "200", "--snps", "25", "--covariates", "1",
+    simulate_vcf(dir, {"--seed", "61", "--design", "cohort", "--subjects", "200", "--snps", "25", "--covariates", "1",
                    "--categorical", "1", "--dependent", "--output", "G X1"});
     dir.write("model.txt", "DESIGN = cohort\nCATEGORICAL = C1\nDEPENDENT = C1\nEFFECT = G X1 C1\nOUTPUT = G X1\n");
     RunResult r = prepare(dir, with({"--vcf", "study.vcf", "--phenotypes", "phenotypes.txt", "--time", "TIME", "--event",
@@ -105,27 +96,13 @@ TEST(Prepare, CohortAndCrossSectionalStudiesWithAModelFile) {
     expect_simulator_files(dir, "co/1");
 
     ScratchDir cs;
-    simulate(cs, {"--seed", "62", "--design", "cross-sectional", "--subjects", "200", "--snps", "25", "--mode",
+    simulate_vcf(cs, {"--seed", "62", "--design", "cross-sectional", "--subjects", "200", "--snps", "25", "--mode",
                   "recessive"});
     r = prepare(cs, with({"--vcf", "study.vcf", "--phenotypes", "phenotypes.txt", "--trait", "TRAIT", "--mode",
                           "recessive", "--out", "cs"},
                          kPanel));
     ASSERT_EQ(r.status, 0) << r.out;
     expect_simulator_files(cs, "cs/1");
-}
-
-TEST(Prepare, Plink2FromTheVcfGivesTheSameStudyFile) {
-    if (std::system("command -v plink2 >/dev/null 2>&1") != 0) GTEST_SKIP() << "plink2 is not installed";
-    ScratchDir dir;
-    simulate(dir, {"--seed", "7", "--cases", "150", "--controls", "150", "--snps", "30", "--missing-share", "0.5"});
-    const RunResult p = run_in(dir.path(), "plink2", {"--vcf", "study.vcf", "--vcf-half-call", "missing", "--make-bed",
-                                                      "--out", "fromvcf", "--threads", "1"});
-    ASSERT_EQ(p.status, 0) << p.out;
-    const RunResult r = prepare(dir, with({"--bfile", "fromvcf", "--phenotypes", "phenotypes.txt", "--status", "STATUS",
-                                           "--out", "p2"},
-                                          kPanel));
-    ASSERT_EQ(r.status, 0) << r.out;
-    expect_simulator_files(dir, "p2/1");
 }
 
 namespace {
@@ -243,13 +220,27 @@ TEST(Prepare, TheExampleConvertsAndRuns) {
     EXPECT_NE(dir.read("vcf/1/results_G.out").find("rs97447"), std::string::npos);
 }
 
-TEST(Prepare, Plink2FromTheRealWorldVcfGivesTheSameFolders) {
+// plink2's .bed from the VCF, read with --bfile, gives what the VCF gives: the
+// simulator's own files, and the real-world-shaped study's folders.
+TEST(Prepare, Plink2FromTheVcfGivesTheSameFolders) {
     if (std::system("command -v plink2 >/dev/null 2>&1") != 0) GTEST_SKIP() << "plink2 is not installed";
+    auto plink2 = [](const ScratchDir& dir) {
+        const RunResult p = run_in(dir.path(), "plink2", {"--vcf", "study.vcf", "--vcf-half-call", "missing",
+                                                          "--max-alleles", "2", "--make-bed", "--out", "fromvcf",
+                                                          "--threads", "1"});
+        EXPECT_EQ(p.status, 0) << p.out;
+    };
+    ScratchDir sim;
+    simulate_vcf(sim, {"--seed", "7", "--cases", "150", "--controls", "150", "--snps", "30", "--missing-share", "0.5"});
+    plink2(sim);
+    const RunResult r = prepare(sim, with({"--bfile", "fromvcf", "--phenotypes", "phenotypes.txt", "--status", "STATUS",
+                                           "--out", "p2"}, kPanel));
+    ASSERT_EQ(r.status, 0) << r.out;
+    expect_simulator_files(sim, "p2/1");
+
     ScratchDir dir;
     write_real_world(dir);
-    const RunResult p = run_in(dir.path(), "plink2", {"--vcf", "study.vcf", "--vcf-half-call", "missing", "--max-alleles",
-                                                      "2", "--make-bed", "--out", "fromvcf", "--threads", "1"});
-    ASSERT_EQ(p.status, 0) << p.out;
+    plink2(dir);
     const std::vector<std::string> rest = {"--phenotypes", "pheno.tsv", "--status", "cc", "--panel", "panel.vcf",
                                            "--pedigree", "panel.ped"};
     ASSERT_EQ(prepare(dir, with({"--vcf", "study.vcf", "--out", "vcf"}, rest)).status, 0);
@@ -326,36 +317,36 @@ TEST(PrepareFails, VcfRecords) {
                              "##FORMAT=<ID=GT,Number=1,Type=String,Description=\"Genotype\">\n"
                              "##FORMAT=<ID=DP,Number=1,Type=Integer,Description=\"Depth\">\n"
                              "#CHROM\tPOS\tID\tREF\tALT\tQUAL\tFILTER\tINFO\tFORMAT";
-    auto study = [&](const std::string& samples, const std::string& body) { dir.write("study.vcf", head + samples + "\n" + body); };
-    const std::string abcd = "\tA\tB\tC\tD";
-    study(abcd, "1\t100\trs1\tA\tG\t.\t.\t.\tGT\t0/1\t1\t0/0\t0/0\n");
-    fails(dir, kStudy, "'study.vcf' record 1 (1:100): haploid genotype call for sample 'B'");
-    study(abcd, "1\t100\trs1\tA\tG\t.\t.\t.\tGT\t0/1\t0/0\t0/0\t0/1\n1\t200\trs2\tA\tG\t.\t.\t.\tGT\t0/1\t0/1/1\t0/0\t0/0\n");
-    fails(dir, kStudy, "'study.vcf' record 2 (1:200): genotype call with more than two alleles for sample 'B'");
-    study(abcd, "1\t100\trs1\tA\tG\t.\t.\t.\tGT\t0/2\t0/0\t0/0\t0/1\n");
-    fails(dir, kStudy, "record 1 (1:100): genotype call names an allele the record does not have for sample 'A'");
-    study(abcd, "1\t100\trs1\tA\tG\t.\t.\t.\tDP\t1\t2\t3\t4\n");
-    fails(dir, kStudy, "'study.vcf' record 1 (1:100): no GT genotype field");
-    study(abcd, "1\t100\trs1\tA\tG\t.\t.\t.\tGQ\t1\t2\t3\t4\n");
-    fails(dir, kStudy, "record 1: not a valid VCF record (it uses a FORMAT or INFO field the header does not define)");
-    study(abcd, "1\tx\trs1\tA\tG\t.\t.\t.\tGT\t0/1\t0/0\t0/0\t0/1\n");
-    fails(dir, kStudy, "'study.vcf' record 1: the position is not a number from 1 on");
-    study(abcd, "1\t100\trs1\tA\tG\t.\t.\t.\tGT\t0/1\t0/0\n");
-    fails(dir, kStudy, "'study.vcf' record 1: not a valid VCF record (its number of columns differs");
-    study(abcd, "9\t100\trs1\tA\tG\t.\t.\t.\tGT\t0/1\t0/0\t0/0\t0/1\n");
-    fails(dir, kStudy, "record 1: not a valid VCF record (its chromosome is not defined in the header)");
-    study(abcd, "1\t100\trs1\tA\tAT\t.\t.\t.\tGT\t0/1\t0/0\t0/0\t0/1\n");
-    fails(dir, kStudy, "'study.vcf': no biallelic SNP to write (1 records, 0 biallelic SNPs kept; skipped: 1 indels)");
-    study("\tA\tB\tA", "");
-    fails(dir, kStudy, "'study.vcf': the VCF header cannot be read");  // htslib refuses repeated samples
-    study("\t\tA\tB", "1\t100\trs1\tA\tG\t.\t.\t.\tGT\t0/1\t0/0\t0/0\n");  // found by fuzzing
-    fails(dir, kStudy, "'study.vcf': sample 1 of the #CHROM line has an empty name");
-    study("\tA\t\tB", "1\t100\trs1\tA\tG\t.\t.\t.\tGT\t0/1\t0/0\t0/0\n");
-    fails(dir, kStudy, "'study.vcf': sample 2 of the #CHROM line has an empty name");
+    const std::string abcd = "\tA\tB\tC\tD", rec = "1\t100\trs1\tA\tG\t.\t.\t.\t";
+    const struct {
+        std::string samples, body, error;
+    } cases[] = {
+        {abcd, rec + "GT\t0/1\t1\t0/0\t0/0\n", "'study.vcf' record 1 (1:100): haploid genotype call for sample 'B'"},
+        {abcd, rec + "GT\t0/1\t0/0\t0/0\t0/1\n1\t200\trs2\tA\tG\t.\t.\t.\tGT\t0/1\t0/1/1\t0/0\t0/0\n",
+         "'study.vcf' record 2 (1:200): genotype call with more than two alleles for sample 'B'"},
+        {abcd, rec + "GT\t0/2\t0/0\t0/0\t0/1\n",
+         "record 1 (1:100): genotype call names an allele the record does not have for sample 'A'"},
+        {abcd, rec + "DP\t1\t2\t3\t4\n", "'study.vcf' record 1 (1:100): no GT genotype field"},
+        {abcd, rec + "GQ\t1\t2\t3\t4\n",
+         "record 1: not a valid VCF record (it uses a FORMAT or INFO field the header does not define)"},
+        {abcd, "1\tx\trs1\tA\tG\t.\t.\t.\tGT\t0/1\t0/0\t0/0\t0/1\n",
+         "'study.vcf' record 1: the position is not a number from 1 on"},
+        {abcd, rec + "GT\t0/1\t0/0\n", "'study.vcf' record 1: not a valid VCF record (its number of columns differs"},
+        {abcd, "9\t100\trs1\tA\tG\t.\t.\t.\tGT\t0/1\t0/0\t0/0\t0/1\n",
+         "record 1: not a valid VCF record (its chromosome is not defined in the header)"},
+        {abcd, "1\t100\trs1\tA\tAT\t.\t.\t.\tGT\t0/1\t0/0\t0/0\t0/1\n",
+         "'study.vcf': no biallelic SNP to write (1 records, 0 biallelic SNPs kept; skipped: 1 indels)"},
+        {"\tA\tB\tA", "", "'study.vcf': the VCF header cannot be read"},  // htslib refuses repeated samples
+        {"\t\tA\tB", rec + "GT\t0/1\t0/0\t0/0\n", "'study.vcf': sample 1 of the #CHROM line has an empty name"},  // fuzzing
+        {"\tA\t\tB", rec + "GT\t0/1\t0/0\t0/0\n", "'study.vcf': sample 2 of the #CHROM line has an empty name"},
+        {"\tX\tY", "", "'study.vcf': none of its 2 samples has a row in 'pheno.tsv'"},
+    };
+    for (const auto& c : cases) {
+        dir.write("study.vcf", head + c.samples + "\n" + c.body);
+        fails(dir, kStudy, c.error);
+    }
     dir.write("study.vcf", head.substr(0, head.size() - 7) + "\n1\t100\trs1\tA\tG\t.\t.\t.\n");
     fails(dir, kStudy, "'study.vcf': the file holds no samples");
-    study("\tX\tY", "");
-    fails(dir, kStudy, "'study.vcf': none of its 2 samples has a row in 'pheno.tsv'");
     dir.write("study.vcf", "not a vcf\n");
     fails(dir, kStudy, "'study.vcf': not a VCF or BCF file");
     fails(dir, {"--vcf", "none.vcf", "--phenotypes", "pheno.tsv", "--status", "cc"}, "'none.vcf': cannot be opened");
@@ -388,22 +379,23 @@ TEST(PrepareFails, PlinkFiles) {
     };
     const std::string fam = "A A 0 0 0 -9\nB B 0 0 0 -9\n";
     fails(dir, plink, "'s.fam': cannot be read");
-    files("A A 0 0 0\n", "", "");
-    fails(dir, plink, "'s.fam' line 1: 5 fields where a .fam line has 6");
-    files("\n", "", "");
-    fails(dir, plink, "'s.fam': the file lists no samples");
-    files("A A 0 0 0 -9\nB A 0 0 0 -9\n", "", "");
-    fails(dir, plink, "'s.fam': sample 'A' appears twice");
-    files(fam, "", "xyz");
-    fails(dir, plink, "'s.bed': not a PLINK 1 .bed file (its first bytes are not 6c 1b)");
-    files(fam, "", std::string("\x6c\x1b\x00", 3));
-    fails(dir, plink, "'s.bed': individual-major .bed files are not read");
-    files(fam, "1 rs1 0 100 A G\n", magic);
-    fails(dir, plink, "'s.bed': 3 bytes where 1 SNPs of 2 samples take 4");
-    files(fam, "1 rs1 0 100 A\n", magic + "\x0f");
-    fails(dir, plink, "'s.bim' line 1: 5 fields where a .bim line has 6");
-    files(fam, "1 rs1 0 -5 A G\n", magic + "\x0f");
-    fails(dir, plink, "'s.bim' line 1: position '-5' is not a whole number from 1 to 2147483647");
+    const struct {
+        std::string fam, bim, bed, error;
+    } cases[] = {
+        {"A A 0 0 0\n", "", "", "'s.fam' line 1: 5 fields where a .fam line has 6"},
+        {"\n", "", "", "'s.fam': the file lists no samples"},
+        {"A A 0 0 0 -9\nB A 0 0 0 -9\n", "", "", "'s.fam': sample 'A' appears twice"},
+        {fam, "", "xyz", "'s.bed': not a PLINK 1 .bed file (its first bytes are not 6c 1b)"},
+        {fam, "", std::string("\x6c\x1b\x00", 3), "'s.bed': individual-major .bed files are not read"},
+        {fam, "1 rs1 0 100 A G\n", magic, "'s.bed': 3 bytes where 1 SNPs of 2 samples take 4"},
+        {fam, "1 rs1 0 100 A\n", magic + "\x0f", "'s.bim' line 1: 5 fields where a .bim line has 6"},
+        {fam, "1 rs1 0 -5 A G\n", magic + "\x0f",
+         "'s.bim' line 1: position '-5' is not a whole number from 1 to 2147483647"},
+    };
+    for (const auto& c : cases) {
+        files(c.fam, c.bim, c.bed);
+        fails(dir, plink, c.error);
+    }
     fs::remove(dir.path() / "s.bim");
     fails(dir, plink, "'s.bim': cannot be read");
     fs::remove(dir.path() / "s.bed");

@@ -22,6 +22,15 @@ TableRequest status_request(std::vector<std::string> covariates = {}) {
     return r;
 }
 
+// Time and event columns T and E, samples named in column "sample".
+TableRequest cohort_request() {
+    TableRequest r;
+    r.response = Response::TimeEvent;
+    r.responses = {"T", "E"};
+    r.idColumn = "sample";
+    return r;
+}
+
 // The table's error message, which must name the file.
 std::string table_error(const std::string& text, const TableRequest& r) {
     const PhenotypeTable t = read_phenotype_table(text, "ph.txt", r);
@@ -42,89 +51,73 @@ TEST(PhenotypeTable, PlinkStyleColumnsBlanksTabsAndMissingWords) {
     EXPECT_EQ(t.lines, (std::vector<int>{2, 4, 5}));
 }
 
-TEST(PhenotypeTable, TabAndCommaSeparatedTablesKeepEmptyFields) {
-    const TableRequest r = status_request({"AGE"});
-    PhenotypeTable t = read_phenotype_table("IID\tSTATUS\tAGE\nx\t1\t\ny\t\t33\n", "ph.txt", r);
-    ASSERT_EQ(t.error, "");
-    EXPECT_EQ(t.rows, (std::vector<std::string>{"1 NA", "NA 33"}));
-    t = read_phenotype_table("IID,STATUS,AGE\nx, 1 ,\n", "ph.txt", r);
-    ASSERT_EQ(t.error, "");
-    EXPECT_EQ(t.rows, (std::vector<std::string>{"1 NA"}));
-}
-
-TEST(PhenotypeTable, PlinkCodingOnlyWhenAskedFor) {
-    TableRequest r = status_request({"AGE"});
-    const std::string text = "IID STATUS AGE\na 2 -9\nb 1 40\nc 0 41\nd -9 42\n";
-    EXPECT_NE(table_error(text, r).find("status '2' of sample 'a' in column 'STATUS' is not 0 or 1 (for PLINK"),
-              std::string::npos);
-    r.plinkCoding = true;
-    const PhenotypeTable t = read_phenotype_table(text, "ph.txt", r);
-    ASSERT_EQ(t.error, "");
-    EXPECT_EQ(t.rows, (std::vector<std::string>{"1 NA", "0 40", "NA 41", "NA 42"}));
-    // Without PLINK coding -9 is an ordinary number.
-    r = status_request({"AGE"});
-    EXPECT_EQ(read_phenotype_table("IID STATUS AGE\na 1 -9\n", "ph.txt", r).rows[0], "1 -9");
-}
-
-TEST(PhenotypeTable, CohortAndTraitResponsesAndTheIdOption) {
-    TableRequest r;
-    r.response = Response::TimeEvent;
-    r.responses = {"T", "E"};
-    r.idColumn = "sample";
-    PhenotypeTable t = read_phenotype_table("sample T E\ns1 3.25 1\ns2 1e1 0\n", "ph.txt", r);
-    ASSERT_EQ(t.error, "");
-    EXPECT_EQ(t.header, "T E");
-    EXPECT_EQ(t.rows[1], "1e1 0");
-    EXPECT_NE(table_error("sample T E\ns1 3 2\n", r).find("event '2'"), std::string::npos);
-    r = TableRequest{};
-    r.response = Response::Trait;
-    r.responses = {"BMI"};
-    t = read_phenotype_table("IID BMI\nq 2\n", "ph.txt", r);
-    EXPECT_EQ(t.rows[0], "2");  // a trait may take any value
+TEST(PhenotypeTable, TabsCommasPlinkCodingAndOtherResponses) {
+    TableRequest plink = status_request({"AGE"}), trait;
+    plink.plinkCoding = true;
+    trait.response = Response::Trait;
+    trait.responses = {"BMI"};
+    const struct {
+        std::string text;
+        TableRequest request;
+        std::vector<std::string> rows;
+    } cases[] = {
+        {"IID\tSTATUS\tAGE\nx\t1\t\ny\t\t33\n", status_request({"AGE"}), {"1 NA", "NA 33"}},  // empty fields kept
+        {"IID,STATUS,AGE\nx, 1 ,\n", status_request({"AGE"}), {"1 NA"}},
+        {"IID STATUS AGE\na 2 -9\nb 1 40\nc 0 41\nd -9 42\n", plink, {"1 NA", "0 40", "NA 41", "NA 42"}},
+        {"IID STATUS AGE\na 1 -9\n", status_request({"AGE"}), {"1 -9"}},  // without PLINK coding -9 is a number
+        {"sample T E\ns1 3.25 1\ns2 1e1 0\n", cohort_request(), {"3.25 1", "1e1 0"}},
+        {"IID BMI\nq 2\n", trait, {"2"}},  // a trait may take any value
+    };
+    for (const auto& c : cases) {
+        const PhenotypeTable t = read_phenotype_table(c.text, "ph.txt", c.request);
+        EXPECT_EQ(t.error, "") << c.text;
+        EXPECT_EQ(t.rows, c.rows) << c.text;
+    }
 }
 
 TEST(PhenotypeTable, EveryProblemIsNamedWithItsLine) {
     const TableRequest r = status_request({"AGE"});
-    EXPECT_NE(table_error("", r).find("the file is empty"), std::string::npos);
-    EXPECT_NE(table_error("ID STATUS AGE\n", r).find("line 1: no sample ID column 'IID' in the header; name the ID column with --id"),
-              std::string::npos);
-    EXPECT_NE(table_error("IID STATUS\n", r).find("line 1: no column 'AGE'"), std::string::npos);
-    EXPECT_NE(table_error("IID STATUS AGE AGE\n", r).find("'AGE' appears twice in the header"), std::string::npos);
-    EXPECT_NE(table_error("IID STATUS AGE\na 1\n", r).find("line 2: 2 fields where the header names 3"), std::string::npos);
-    EXPECT_NE(table_error("IID STATUS AGE\na 1 5\nb 0 6\na 1 7\n", r).find("line 4: sample ID 'a' appears again (first on line 2)"),
-              std::string::npos);
-    EXPECT_NE(table_error("IID STATUS AGE\nNA 1 5\n", r).find("line 2: the sample ID is missing"), std::string::npos);
-    EXPECT_NE(table_error("IID STATUS AGE\na 1 old\n", r).find("line 2: value 'old' of sample 'a' in column 'AGE' is neither"),
-              std::string::npos);
-    for (const char* v : {"inf", "nan", "0x1A", "1e", "1e999", "+", "1.2.3", "--1"})
-        EXPECT_NE(table_error(std::string("IID STATUS AGE\na 1 ") + v + "\n", r).find(std::string("'") + v + "'"),
-                  std::string::npos) << v;
-    EXPECT_EQ(read_phenotype_table("IID STATUS AGE\na 1 +.5e-3\nb 0 -7.\n", "ph.txt", r).error, "");
-    EXPECT_NE(table_error("IID STATUS AGE\na 3 1\n", r).find("status '3'"), std::string::npos);
-    TableRequest plink = r;
+    TableRequest plink = r, numeric = r;
     plink.plinkCoding = true;
-    EXPECT_NE(table_error("IID STATUS AGE\na 3 1\n", plink).find("is not 1 (control), 2 (case) or 0/-9"), std::string::npos);
-    const std::string longName(30, 'W');
-    EXPECT_NE(table_error("IID STATUS " + longName + "\n", status_request({longName})).find("longer than 29"),
-              std::string::npos);
-    TableRequest idAsCovariate = status_request({"IID"});
-    EXPECT_NE(table_error("IID STATUS\n", idAsCovariate).find("is the sample ID column"), std::string::npos);
-    TableRequest twice = status_request({"STATUS"});
-    EXPECT_NE(table_error("IID STATUS\n", twice).find("named twice"), std::string::npos);
-    TableRequest numeric = r;
     numeric.responses = {"1"};
     numeric.covariates = {};
-    EXPECT_NE(table_error("IID 1\n", numeric).find("is a number; rename it"), std::string::npos);
+    const std::string longName(30, 'W');
     std::vector<std::string> many;
     std::string head = "IID STATUS";
     for (int i = 0; i < 41; ++i) {
         many.push_back(std::string(1, 'C').append(std::to_string(i)));
-        head += ' ';
-        head += many.back();
+        head += ' ' + many.back();
     }
-    EXPECT_NE(table_error(head + "\n", status_request(many)).find("41 covariates; at most 40"), std::string::npos);
-    many.resize(30);
-    EXPECT_NE(table_error(head + "\n", status_request(many)).find("more than the 99 the analysis reads"), std::string::npos);
+    const std::vector<std::string> thirty(many.begin(), many.begin() + 30);
+    const struct {
+        std::string text;
+        TableRequest request;
+        std::string error;
+    } cases[] = {
+        {"", r, "the file is empty"},
+        {"ID STATUS AGE\n", r, "line 1: no sample ID column 'IID' in the header; name the ID column with --id"},
+        {"IID STATUS\n", r, "line 1: no column 'AGE'"},
+        {"IID STATUS AGE AGE\n", r, "'AGE' appears twice in the header"},
+        {"IID STATUS AGE\na 1\n", r, "line 2: 2 fields where the header names 3"},
+        {"IID STATUS AGE\na 1 5\nb 0 6\na 1 7\n", r, "line 4: sample ID 'a' appears again (first on line 2)"},
+        {"IID STATUS AGE\nNA 1 5\n", r, "line 2: the sample ID is missing"},
+        {"IID STATUS AGE\na 1 old\n", r, "line 2: value 'old' of sample 'a' in column 'AGE' is neither"},
+        {"IID STATUS AGE\na 3 1\n", r, "status '3'"},
+        {"IID STATUS AGE\na 2 -9\n", r, "status '2' of sample 'a' in column 'STATUS' is not 0 or 1 (for PLINK"},
+        {"sample T E\ns1 3 2\n", cohort_request(), "event '2'"},
+        {"IID STATUS AGE\na 3 1\n", plink, "is not 1 (control), 2 (case) or 0/-9"},
+        {"IID STATUS " + longName + "\n", status_request({longName}), "longer than 29"},
+        {"IID STATUS\n", status_request({"IID"}), "is the sample ID column"},
+        {"IID STATUS\n", status_request({"STATUS"}), "named twice"},
+        {"IID 1\n", numeric, "is a number; rename it"},
+        {head + "\n", status_request(many), "41 covariates; at most 40"},
+        {head + "\n", status_request(thirty), "more than the 99 the analysis reads"},
+    };
+    for (const auto& c : cases) EXPECT_NE(table_error(c.text, c.request).find(c.error), std::string::npos) << c.error;
+    for (const char* v : {"inf", "nan", "0x1A", "1e", "1e999", "+", "1.2.3", "--1"})
+        EXPECT_NE(table_error(std::string("IID STATUS AGE\na 1 ") + v + "\n", r).find(std::string("'") + v + "'"),
+                  std::string::npos) << v;
+    EXPECT_EQ(read_phenotype_table("IID STATUS AGE\na 1 +.5e-3\nb 0 -7.\n", "ph.txt", r).error, "");
 }
 
 // ---------------------------------------------------------------- pedigree and families
@@ -213,22 +206,22 @@ struct Rec {
 };
 
 // Runs records through the filter; the kept SNPs as "chrom pos id" lines.
-std::vector<std::string> filtered(const std::vector<Rec>& recs, Selection sel, SiteCounts* counts = nullptr) {
+std::vector<std::string> filtered(const std::vector<Rec>& recs, SiteCounts& counts) {
     std::vector<std::string> out;
-    SiteFilter f(sel, [&](Kept& k) { out.push_back(k.key + " " + std::to_string(k.pos) + " " + k.id + (k.originalId.empty() ? "" : " was " + k.originalId)); });
+    SiteFilter f(Selection{}, [&](Kept& k) { out.push_back(k.key + " " + std::to_string(k.pos) + " " + k.id + (k.originalId.empty() ? "" : " was " + k.originalId)); });
     for (const Rec& r : recs)
         if (f.check(r.chrom, r.pos, r.alleles) == Skip::None) {
             f.name(r.id);
             f.hold();
         }
     f.finish();
-    if (counts) *counts = f.counts();
+    counts = f.counts();
     return out;
 }
 
 } // namespace
 
-TEST(Sites, DuplicatesUnsortedRegionAndRenamedIdentifiers) {
+TEST(Sites, DuplicatesUnsortedAndRenamedIdentifiers) {
     const std::string longId(30, 'r');
     SiteCounts c;
     const std::vector<std::string> kept = filtered(
@@ -242,7 +235,7 @@ TEST(Sites, DuplicatesUnsortedRegionAndRenamedIdentifiers) {
          {"1", 500, "rs1"},                     // identifier already used
          {"chr2", 50, "rs9"},
          {"1", 600, "rs6"}},                    // chromosome 1 again after 2
-        Selection{}, &c);
+        c);
     EXPECT_EQ(kept, (std::vector<std::string>{"1 100 rs1", "1 300 1:300 was .", "1 400 1:400 was " + longId,
                                               "1 500 1:500 was rs1", "2 50 rs9"}));
     EXPECT_EQ(c.records, 10u);
@@ -251,15 +244,7 @@ TEST(Sites, DuplicatesUnsortedRegionAndRenamedIdentifiers) {
     EXPECT_EQ(c.indel, 1u);
     EXPECT_EQ(c.unsorted, 2u);
     EXPECT_EQ(c.renamed, 3u);
-
-    Selection sel;
-    sel.chromosome = "2";
-    sel.from = 40;
-    sel.to = 60;
-    EXPECT_EQ(filtered({{"1", 50, "a"}, {"chr2", 30, "b"}, {"chr2", 50, "c"}, {"chr2", 70, "d"}}, sel, &c),
-              (std::vector<std::string>{"2 50 c"}));
-    EXPECT_EQ(c.otherChromosome, 1u);
-    EXPECT_EQ(c.region, 2u);
+    // --chr and --region: RealWorldShapedInputAndItsReport in prepare_test.cpp.
 }
 
 // ---------------------------------------------------------------- model
@@ -281,42 +266,38 @@ TEST(Model, ModelFileTextAndDefaults) {
 }
 
 TEST(Model, EveryNameIsChecked) {
-    auto error = [](ModelRequest m, Response r = Response::Status) { return check_model(m, r, {"AGE", "SEX"}); };
-    ModelRequest m;
-    m.design = "cohort";
-    EXPECT_EQ(error(m), "the cohort design needs --time and --event to name its response column");
-    m = {};
-    m.design = "twin";
-    EXPECT_NE(error(m).find("unknown design 'twin'"), std::string::npos);
-    m = {};
-    m.mode = "additiv";
-    EXPECT_NE(error(m).find("unknown mode 'additiv'"), std::string::npos);
-    m = {};
-    m.categorical = {"BMI"};
-    EXPECT_EQ(error(m), "CATEGORICAL: 'BMI' is not one of the covariates (AGE SEX)");
-    m = {};
-    m.dependent = {"SEX", "SEX"};
-    EXPECT_EQ(error(m), "DEPENDENT: 'SEX' is named twice");
-    m = {};
-    m.effect = {"G", "BMI"};
-    EXPECT_EQ(error(m), "EFFECT: 'BMI' is neither G nor a covariate");
-    m.effect = {"G", "G"};
-    EXPECT_EQ(error(m), "EFFECT: term 'G' is named twice");
-    m.effect = {"AGE*G"};
-    EXPECT_EQ(error(m), "EFFECT: write 'AGE*G' as G*AGE (or list G before it)");
-    m.effect = {"G*BMI"};
-    EXPECT_EQ(error(m), "EFFECT: 'BMI' in 'G*BMI' is neither G nor a covariate");
-    m.effect = {"G*AGE*SEX"};
-    EXPECT_EQ(error(m), "EFFECT: 'G*AGE*SEX' is not a product of two terms");
-    m.effect = {"AGE*AGE"};
-    EXPECT_EQ(error(m), "EFFECT: 'AGE*AGE' multiplies a term by itself");
-    m.effect = {"G", "SEX*AGE"};
-    m.output = {"AGE*SEX", "G"};
-    EXPECT_EQ(error(m), "");  // a product may be reported in either order
-    m.output = {"AGE"};
-    EXPECT_EQ(error(m), "OUTPUT: term 'AGE' is not among the EFFECT terms");
-    m.output = {"G", "G"};
-    EXPECT_EQ(error(m), "OUTPUT: term 'G' is named twice");
+    auto request = [](const char* design, const char* mode, std::vector<std::string> categorical,
+                      std::vector<std::string> dependent, std::vector<std::string> effect,
+                      std::vector<std::string> output) {
+        ModelRequest m;
+        if (*design) m.design = design;
+        if (*mode) m.mode = mode;
+        m.categorical = std::move(categorical);
+        m.dependent = std::move(dependent);
+        if (!effect.empty()) m.effect = std::move(effect);
+        if (!output.empty()) m.output = std::move(output);
+        return m;
+    };
+    const struct {
+        ModelRequest m;
+        std::string error;
+    } cases[] = {
+        {request("cohort", "", {}, {}, {}, {}), "the cohort design needs --time and --event to name its response column"},
+        {request("twin", "", {}, {}, {}, {}), "unknown design 'twin' (case-control, cohort, cross-sectional)"},
+        {request("", "additiv", {}, {}, {}, {}), "unknown mode 'additiv' (additive, recessive, dominant, codominant)"},
+        {request("", "", {"BMI"}, {}, {}, {}), "CATEGORICAL: 'BMI' is not one of the covariates (AGE SEX)"},
+        {request("", "", {}, {"SEX", "SEX"}, {}, {}), "DEPENDENT: 'SEX' is named twice"},
+        {request("", "", {}, {}, {"G", "BMI"}, {}), "EFFECT: 'BMI' is neither G nor a covariate"},
+        {request("", "", {}, {}, {"G", "G"}, {}), "EFFECT: term 'G' is named twice"},
+        {request("", "", {}, {}, {"AGE*G"}, {}), "EFFECT: write 'AGE*G' as G*AGE (or list G before it)"},
+        {request("", "", {}, {}, {"G*BMI"}, {}), "EFFECT: 'BMI' in 'G*BMI' is neither G nor a covariate"},
+        {request("", "", {}, {}, {"G*AGE*SEX"}, {}), "EFFECT: 'G*AGE*SEX' is not a product of two terms"},
+        {request("", "", {}, {}, {"AGE*AGE"}, {}), "EFFECT: 'AGE*AGE' multiplies a term by itself"},
+        {request("", "", {}, {}, {"G", "SEX*AGE"}, {"AGE*SEX", "G"}), ""},  // a product in either order
+        {request("", "", {}, {}, {"G", "SEX*AGE"}, {"AGE"}), "OUTPUT: term 'AGE' is not among the EFFECT terms"},
+        {request("", "", {}, {}, {"G", "SEX*AGE"}, {"G", "G"}), "OUTPUT: term 'G' is named twice"},
+    };
+    for (auto c : cases) EXPECT_EQ(check_model(c.m, Response::Status, {"AGE", "SEX"}), c.error);
 }
 
 TEST(Model, ModelFileKeywordLines) {
