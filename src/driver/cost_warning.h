@@ -16,7 +16,7 @@ inline constexpr int kCostWarningPatterns = 100;
 // kSecondsPerCubedParameter * P^3, the information matrix's profile runs and its
 // inversion being the cubic steps. The constant is measured by `make bench` (the
 // cohort case with a DEPENDENT covariate and a continuous one, its "P^3 constant").
-inline constexpr double kSecondsPerCubedParameter = 1.9e-8;
+inline constexpr double kSecondsPerCubedParameter = 6e-9;
 
 // The estimate behind the warning: covariate patterns J, parameters per window P
 // and seconds per window (all 0 without a DEPENDENT model covariate).
