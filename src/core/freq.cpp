@@ -35,7 +35,6 @@ struct ChainEnd {
 };
 
 struct StudyChains {
-  int Ns = 0;                              // subjects taking part
   std::vector<std::pair<int, int>> rows;   // distinct pair ranges, in the order of their first subject
   std::vector<int> h1, h2;                 // per pair position: its codes
   std::vector<double> factor;              // per pair position: its Hardy-Weinberg multiplicity
@@ -44,7 +43,8 @@ struct StudyChains {
   std::vector<std::uint32_t> stream;       // step t, lane l: stream[t * kLanes + l]
   std::vector<ChainEnd> ends;              // in order of step
   // Scratch of the layout.
-  std::vector<int> first_row, taking, order;
+  std::vector<int> taking;  // subjects taking part, by position in the list
+  std::vector<int> first_row, order;
   std::vector<std::size_t> members, count, lane, begin;
   std::vector<std::uint32_t*> at;
 };
@@ -52,7 +52,6 @@ struct StudyChains {
 void lay_out(const Window& w, int s1, int s2, const int* STATUS, StudyChains& sc) {
   const std::size_t K = static_cast<std::size_t>(w.K);
   const std::size_t npairs = w.list.pairs.size();
-  sc.Ns = 0;
   sc.rows.clear();
   sc.h1.resize(npairs);
   sc.h2.resize(npairs);
@@ -69,7 +68,6 @@ void lay_out(const Window& w, int s1, int s2, const int* STATUS, StudyChains& sc
   for (std::size_t i = 0; i < w.list.subjects.size(); i++) {
     const SubjectNode& s = w.list.subjects[i];
     if (w.design == kCaseControl && STATUS[s.idx] != s1 && STATUS[s.idx] != s2) continue;
-    sc.Ns++;
     if (s.first >= fresh) {
       first_row[static_cast<std::size_t>(s.first)] = static_cast<int>(sc.rows.size());
       sc.rows.push_back({s.first, s.last});
@@ -216,7 +214,7 @@ int A1(Window& w, double* f, int s1, int s2, int study_switch, int panel_switch,
     if (study_switch == 1) {
       weigh_rows(sc, f);
       add_chains(sc, fnew.data());
-      Ns = sc.Ns;
+      Ns = static_cast<int>(sc.taking.size());
     }
 
     // Panel families: a trio carries four founder haplotypes, a duo three, a
