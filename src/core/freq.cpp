@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -12,20 +13,18 @@ namespace {
 // Hardy-Weinberg multiplicity of an unordered pair.
 inline double pair_factor(int h1, int h2) { return h1 == h2 ? 1.0 : 2.0; }
 
-}  // namespace
-
-namespace {
-
 // The study side of the EM, laid out once per estimation. Only the order of the
 // additions into one haplotype's count matters to the result: a subject adds half
 // of each pair's weight to each of the pair's two haplotypes, subject after
 // subject, pair after pair. Each haplotype's additions form a chain of pair
-// positions in that order. The chains are dealt to kLanes lanes, longest first to
-// the least loaded lane, and stored interleaved step by step, so that the lanes
+// slots in that order. The chains are dealt to kLanes lanes, longest first to the
+// least loaded lane, and stored interleaved step by step, so that the lanes
 // advance together with their additions overlapping; a lane that has finished
 // adds zero (a no-op on a count that is never -0) until the others finish.
-// Subjects that share a row of pairs (see StudyList) share its weights, which are
-// computed once per iteration from the pairs' codes kept side by side.
+//
+// The weights are computed once per distinct row per iteration, each row's sum
+// adding its terms in pair order. The rows' slots are stored by their number of
+// pairs, so that the row loops of one such class run alike.
 constexpr std::size_t kLanes = 4;
 
 struct ChainEnd {
@@ -34,64 +33,110 @@ struct ChainEnd {
   int h;
 };
 
+struct RowClass {
+  int pairs;  // pairs of each row of the class
+  int rows;   // rows of the class
+  int base;   // first slot
+};
+
+// One addition: half the weight of a slot to the count of haplotype h.
+struct Entry {
+  std::uint32_t h = 0, slot = 0;
+};
+constexpr std::size_t kShort = 8;
+
 struct StudyChains {
-  std::vector<std::pair<int, int>> rows;   // distinct pair ranges, in the order of their first subject
-  std::vector<int> h1, h2;                 // per pair position: its codes
-  std::vector<double> factor;              // per pair position: its Hardy-Weinberg multiplicity
-  std::vector<double> term, total;         // per pair position: c f f and its row's sum
-  std::vector<double> half;                // per pair position: half its weight; then one zero
-  std::vector<std::uint32_t> stream;       // step t, lane l: stream[t * kLanes + l]
-  std::vector<ChainEnd> ends;              // in order of step
+  std::size_t subjects = 0;               // subjects taking part
+  std::vector<RowClass> classes;
+  std::vector<int> row_slot;              // per row: the slot of its first pair, the others following
+  std::vector<int> h1, h2;                // per slot: its codes
+  std::vector<double> factor;             // per slot: its Hardy-Weinberg multiplicity
+  std::vector<double> term, total;        // per slot: c f f and its row's sum
+  std::vector<double> half;               // per slot: half its weight; then one zero
+  std::vector<std::uint32_t> stream;      // step t, lane l: stream[t * kLanes + l]
+  std::vector<ChainEnd> ends;             // in order of step
   // Scratch of the layout.
-  std::vector<int> taking;  // subjects taking part, by position in the list
-  std::vector<int> first_row, order;
+  std::vector<int> class_at, sizes, next, entry_first;
+  std::vector<Entry> entries, padded, flat;
+  std::vector<int> order;
   std::vector<std::size_t> members, count, lane, begin;
   std::vector<std::uint32_t*> at;
 };
 
-void lay_out(const Window& w, int s1, int s2, const int* STATUS, StudyChains& sc) {
-  const std::size_t K = static_cast<std::size_t>(w.K);
-  const std::size_t npairs = w.list.pairs.size();
-  sc.rows.clear();
-  sc.h1.resize(npairs);
-  sc.h2.resize(npairs);
-  sc.factor.resize(npairs);
-  sc.term.resize(npairs);
-  sc.total.resize(npairs);
-  sc.half.assign(npairs + 1, 0.0);
-  sc.taking.clear();
-  int fresh = 0;  // pairs before this index belong to rows already listed
-  std::vector<int>& first_row = sc.first_row;  // row of a range, by its first pair
-  first_row.resize(npairs + 1);
-  std::vector<std::size_t>& members = sc.members;
-  members.clear();
-  for (std::size_t i = 0; i < w.list.subjects.size(); i++) {
-    const SubjectNode& s = w.list.subjects[i];
-    if (w.design == kCaseControl && STATUS[s.idx] != s1 && STATUS[s.idx] != s2) continue;
-    if (s.first >= fresh) {
-      first_row[static_cast<std::size_t>(s.first)] = static_cast<int>(sc.rows.size());
-      sc.rows.push_back({s.first, s.last});
-      members.push_back(0);
-      fresh = s.last;
-      for (int p = s.first; p < s.last; p++) {
-        const PairNode& pr = w.list.pairs[static_cast<std::size_t>(p)];
-        sc.h1[static_cast<std::size_t>(p)] = pr.h1;
-        sc.h2[static_cast<std::size_t>(p)] = pr.h2;
-        sc.factor[static_cast<std::size_t>(p)] = pair_factor(pr.h1, pr.h2);
-      }
-    }
-    members[static_cast<std::size_t>(first_row[static_cast<std::size_t>(s.first)])]++;
-    sc.taking.push_back(static_cast<int>(i));
-  }
+void lay_out(const StudyRows& sr, int K_, StudyChains& sc) {
+  const std::size_t K = static_cast<std::size_t>(K_);
+  const std::size_t R = sr.row_first.size() - 1;
+  const std::size_t nslots = sr.h1.size();
+  auto size_of = [&sr](std::size_t r) { return static_cast<std::size_t>(sr.row_first[r + 1] - sr.row_first[r]); };
+  sc.subjects = sr.subject_row.size();
 
-  // Chain lengths, row by row: each of a row's pairs adds to two chains once per subject of the row.
+  std::vector<std::size_t>& members = sc.members;
+  members.assign(R, 0);
+  for (int r : sr.subject_row) members[static_cast<std::size_t>(r)]++;
+
+  // Classes of rows by their number of pairs, smallest first, and each row's
+  // slots: the rows of a class one after another in row order.
+  std::vector<int>& class_at = sc.class_at;  // class by number of pairs; -1 when no row has it
+  std::vector<int>& sizes = sc.sizes;
+  sizes.clear();
+  for (std::size_t r = 0; r < R; r++) {
+    const std::size_t L = size_of(r);
+    if (L >= class_at.size()) class_at.resize(L + 1, -1);
+    if (class_at[L] < 0) {
+      class_at[L] = 0;
+      sizes.push_back(static_cast<int>(L));
+    }
+  }
+  std::sort(sizes.begin(), sizes.end());
+  sc.classes.clear();
+  for (int L : sizes) {
+    class_at[static_cast<std::size_t>(L)] = static_cast<int>(sc.classes.size());
+    sc.classes.push_back({L, 0, 0});
+  }
+  for (std::size_t r = 0; r < R; r++) sc.classes[static_cast<std::size_t>(class_at[size_of(r)])].rows++;
+  std::vector<int>& next = sc.next;
+  next.resize(sc.classes.size());
+  for (std::size_t c = 0, base = 0; c < sc.classes.size(); c++) {
+    sc.classes[c].base = static_cast<int>(base);
+    next[c] = static_cast<int>(base);
+    base += static_cast<std::size_t>(sc.classes[c].pairs) * static_cast<std::size_t>(sc.classes[c].rows);
+  }
+  sc.row_slot.resize(R);
+  for (std::size_t r = 0; r < R; r++) {
+    int& slot = next[static_cast<std::size_t>(class_at[size_of(r)])];
+    sc.row_slot[r] = slot;
+    slot += static_cast<int>(size_of(r));
+  }
+  for (int L : sizes) class_at[static_cast<std::size_t>(L)] = -1;
+  sc.h1.resize(nslots);
+  sc.h2.resize(nslots);
+  sc.factor.resize(nslots);
+  sc.term.resize(nslots);
+  sc.total.resize(nslots);
+  sc.half.assign(nslots + 1, 0.0);
+
+  // Each row's additions as (haplotype, slot), in the order a subject makes them,
+  // and the chain lengths, row by row: each entry once per subject of the row.
   std::vector<std::size_t>& count = sc.count;
   count.assign(K, 0);
-  for (std::size_t r = 0; r < sc.rows.size(); r++)
-    for (int p = sc.rows[r].first; p < sc.rows[r].second; p++) {
-      count[static_cast<std::size_t>(sc.h1[static_cast<std::size_t>(p)])] += members[r];
-      count[static_cast<std::size_t>(sc.h2[static_cast<std::size_t>(p)])] += members[r];
+  sc.entry_first.resize(R + 1);
+  sc.entries.resize(2 * nslots);
+  std::size_t e = 0;
+  for (std::size_t r = 0; r < R; r++) {
+    sc.entry_first[r] = static_cast<int>(e);
+    std::size_t slot = static_cast<std::size_t>(sc.row_slot[r]);
+    for (int p = sr.row_first[r]; p < sr.row_first[r + 1]; p++, slot++) {
+      const int a = sr.h1[static_cast<std::size_t>(p)], b = sr.h2[static_cast<std::size_t>(p)];
+      sc.h1[slot] = a;
+      sc.h2[slot] = b;
+      sc.factor[slot] = pair_factor(a, b);
+      sc.entries[e++] = {static_cast<std::uint32_t>(a), static_cast<std::uint32_t>(slot)};
+      sc.entries[e++] = {static_cast<std::uint32_t>(b), static_cast<std::uint32_t>(slot)};
+      count[static_cast<std::size_t>(a)] += members[r];
+      count[static_cast<std::size_t>(b)] += members[r];
     }
+  }
+  sc.entry_first[R] = static_cast<int>(e);
 
   // Deal the chains to the lanes, longest first, each to the least loaded lane.
   std::vector<int>& order = sc.order;
@@ -120,24 +165,37 @@ void lay_out(const Window& w, int s1, int s2, const int* STATUS, StudyChains& sc
   }
   std::sort(sc.ends.begin(), sc.ends.end(), [](const ChainEnd& a, const ChainEnd& b) { return a.step < b.step || (a.step == b.step && a.lane < b.lane); });
   const std::size_t steps = *std::max_element(load, load + kLanes);
-  sc.stream.assign(steps * kLanes, static_cast<std::uint32_t>(npairs));  // the zero after the halves
+  sc.stream.assign(steps * kLanes, static_cast<std::uint32_t>(nslots));  // the zero after the halves
 
-  // The additions, subject after subject, each to the next free step of its chain.
+  // The additions, subject after subject, each to the next free step of its
+  // chain. First every subject's additions one after another: those of a row of
+  // at most kShort additions are copied as a whole block from a padded copy (the
+  // surplus is overwritten by the next subject), so that few copies branch on
+  // the row's size. Then each addition to its chain.
+  const int* first = sc.entry_first.data();
+  std::size_t additions = 0;
+  for (std::size_t r = 0; r < R; r++) additions += members[r] * static_cast<std::size_t>(first[r + 1] - first[r]);
+  sc.flat.resize(additions + kShort);
+  sc.padded.assign(R * kShort, Entry{});
+  for (std::size_t r = 0; r < R; r++)
+    std::copy(sc.entries.begin() + first[r], sc.entries.begin() + std::min(first[r + 1], first[r] + static_cast<int>(kShort)),
+              sc.padded.begin() + static_cast<std::ptrdiff_t>(r * kShort));
+  Entry* out = sc.flat.data();
+  for (int r : sr.subject_row) {
+    const std::size_t n = static_cast<std::size_t>(first[r + 1] - first[r]);
+    if (n <= kShort)
+      std::memcpy(out, sc.padded.data() + static_cast<std::size_t>(r) * kShort, kShort * sizeof(Entry));
+    else
+      std::memcpy(out, sc.entries.data() + first[r], n * sizeof(Entry));
+    out += n;
+  }
   std::vector<std::uint32_t*>& at = sc.at;
   at.resize(K);
   for (std::size_t h = 0; h < K; h++) at[h] = sc.stream.data() + begin[h] * kLanes + lane[h];
-  const int* h1 = sc.h1.data();
-  const int* h2 = sc.h2.data();
-  for (int i : sc.taking) {
-    const SubjectNode& s = w.list.subjects[static_cast<std::size_t>(i)];
-    for (int p = s.first; p < s.last; p++) {
-      std::uint32_t*& a1 = at[static_cast<std::size_t>(h1[p])];
-      *a1 = static_cast<std::uint32_t>(p);
-      a1 += kLanes;
-      std::uint32_t*& a2 = at[static_cast<std::size_t>(h2[p])];
-      *a2 = static_cast<std::uint32_t>(p);
-      a2 += kLanes;
-    }
+  for (const Entry* x = sc.flat.data(); x != out; x++) {
+    std::uint32_t*& c = at[x->h];
+    *c = x->slot;
+    c += kLanes;
   }
 }
 
@@ -152,20 +210,50 @@ void halve_quotients(const double* x, const double* P, double* half, std::size_t
   for (std::size_t i = 0; i < n; i++) half[i] = x[i] / P[i] / 2.0;
 }
 
+// term[s] = factor[s] f[h1[s]] f[h2[s]], for s < n.
+void products(const int* __restrict h1, const int* __restrict h2, const double* __restrict factor, const double* __restrict f,
+              double* __restrict term, std::size_t n) {
+  for (std::size_t s = 0; s < n; s++) term[s] = factor[s] * f[h1[s]] * f[h2[s]];
+}
+
 // E-step of the study: each distinct row's pair weights under f, kept halved.
+// The rows of a class are summed four at a time, side by side.
 void weigh_rows(StudyChains& sc, const double* f) {
-  for (const auto& [first, last] : sc.rows) {
-    double P = 0.0;
-    for (int p = first; p < last; p++) {
-      const std::size_t i = static_cast<std::size_t>(p);
-      const double x = sc.factor[i] * f[sc.h1[i]] * f[sc.h2[i]];
-      sc.term[i] = x;
-      P += x;
+  const std::size_t nslots = sc.term.size();
+  const int* h1 = sc.h1.data();
+  const int* h2 = sc.h2.data();
+  double* term = sc.term.data();
+  products(h1, h2, sc.factor.data(), f, term, nslots);
+  auto proper = [](double P) { return P == 0.0 ? 1.0 : P; };
+  for (const RowClass& c : sc.classes) {
+    const std::size_t L = static_cast<std::size_t>(c.pairs);
+    const double* t = term + c.base;
+    double* total = sc.total.data() + c.base;
+    int j = 0;
+    for (; j + 4 <= c.rows; j += 4, t += 4 * L, total += 4 * L) {
+      double P0 = 0.0, P1 = 0.0, P2 = 0.0, P3 = 0.0;
+      for (std::size_t k = 0; k < L; k++) {
+        P0 += t[k];
+        P1 += t[L + k];
+        P2 += t[2 * L + k];
+        P3 += t[3 * L + k];
+      }
+      P0 = proper(P0), P1 = proper(P1), P2 = proper(P2), P3 = proper(P3);
+      for (std::size_t k = 0; k < L; k++) {
+        total[k] = P0;
+        total[L + k] = P1;
+        total[2 * L + k] = P2;
+        total[3 * L + k] = P3;
+      }
     }
-    if (P == 0.0) P = 1.0;
-    for (int p = first; p < last; p++) sc.total[static_cast<std::size_t>(p)] = P;
+    for (; j < c.rows; j++, t += L, total += L) {
+      double P = 0.0;
+      for (std::size_t k = 0; k < L; k++) P += t[k];
+      P = proper(P);
+      for (std::size_t k = 0; k < L; k++) total[k] = P;
+    }
   }
-  halve_quotients(sc.term.data(), sc.total.data(), sc.half.data(), sc.term.size());
+  halve_quotients(term, sc.total.data(), sc.half.data(), nslots);
 }
 
 // fnew[h] = the study's additions into haplotype h, each chain summed in its own order.
@@ -189,21 +277,13 @@ void add_chains(const StudyChains& sc, double* fnew) {
   }
 }
 
-// Leaves each listed pair's weight at its posterior of the last E-step.
-void keep_weights(const StudyChains& sc, PairNode* pairs) {
-  for (const auto& [first, last] : sc.rows)
-    for (int p = first; p < last; p++) pairs[p].w = sc.term[static_cast<std::size_t>(p)] / sc.total[static_cast<std::size_t>(p)];
-}
-
-}  // namespace
-
-int A1(Window& w, double* f, int s1, int s2, int study_switch, int panel_switch, const int* STATUS) {
-  const int K = w.K;
+// The EM itself, over the study rows (when given) and the panel's families (when
+// given). Returns the number of iterations run.
+int estimate(double* f, int K, const StudyRows* study, PanelList* panel, StudyChains& sc) {
   std::vector<double> d(static_cast<std::size_t>(K), 1.0);
   std::vector<double> fnew(static_cast<std::size_t>(K));
   int iter = 0;
-  thread_local StudyChains sc;
-  if (study_switch == 1) lay_out(w, s1, s2, STATUS, sc);
+  if (study) lay_out(*study, K, sc);
 
   while (length(d.data(), K) >= kEmTolerance && iter < kEmMaxIterations) {
     fnew.assign(fnew.size(), 0.0);
@@ -211,16 +291,16 @@ int A1(Window& w, double* f, int s1, int s2, int study_switch, int panel_switch,
 
     // Study subjects: posterior of each compatible pair (once per distinct row of
     // pairs), then its expected haplotype counts, half the weight to each haplotype.
-    if (study_switch == 1) {
+    if (study) {
       weigh_rows(sc, f);
       add_chains(sc, fnew.data());
-      Ns = static_cast<int>(sc.taking.size());
+      Ns = static_cast<int>(sc.subjects);
     }
 
     // Panel families: a trio carries four founder haplotypes, a duo three, a
     // singleton two.
-    if (panel_switch == 1) {
-      for (const FamilyNode& fam : w.list_ex.families) {
+    if (panel) {
+      for (const FamilyNode& fam : panel->families) {
         const int nh = fam.type == kTrio ? 4 : fam.type == kDuo ? 3 : 2;
         if (fam.type == kTrio)
           Nt++;
@@ -228,7 +308,7 @@ int A1(Window& w, double* f, int s1, int s2, int study_switch, int panel_switch,
           Nd++;
         else
           Nu++;
-        FamilyEntry* entries = w.list_ex.entries.data();
+        FamilyEntry* entries = panel->entries.data();
         double P = 0.0;
         for (int e = fam.first; e < fam.last; e++) {
           FamilyEntry& en = entries[e];
@@ -260,8 +340,57 @@ int A1(Window& w, double* f, int s1, int s2, int study_switch, int panel_switch,
     }
     iter++;
   }
-  if (study_switch == 1 && iter > 0) keep_weights(sc, w.list.pairs.data());
+  return iter;
+}
+
+// The subjects of w.list taking part, as rows: a subject whose pair range was
+// listed before (the tag search's shared ranges) takes that range's row. first
+// receives the list position of each row's first pair.
+void rows_of_list(const Window& w, int s1, int s2, const int* STATUS, StudyRows& sr, std::vector<int>& first,
+                  std::vector<int>& row_at) {
+  sr.clear();
+  first.clear();
+  // row_at: the row of a range, by its first pair
+  row_at.resize(w.list.pairs.size() + 1);
+  int fresh = 0;  // pairs before this index belong to rows already listed
+  for (const SubjectNode& s : w.list.subjects) {
+    if (w.design == kCaseControl && STATUS[s.idx] != s1 && STATUS[s.idx] != s2) continue;
+    if (s.first >= fresh) {
+      row_at[static_cast<std::size_t>(s.first)] = static_cast<int>(first.size());
+      first.push_back(s.first);
+      for (int p = s.first; p < s.last; p++) {
+        const PairNode& pr = w.list.pairs[static_cast<std::size_t>(p)];
+        sr.h1.push_back(pr.h1);
+        sr.h2.push_back(pr.h2);
+      }
+      sr.row_first.push_back(static_cast<int>(sr.h1.size()));
+      fresh = s.last;
+    }
+    sr.subject_row.push_back(row_at[static_cast<std::size_t>(s.first)]);
+  }
+}
+
+thread_local StudyChains chains;
+
+}  // namespace
+
+int A1(Window& w, double* f, int s1, int s2, int study_switch, int panel_switch, const int* STATUS) {
+  thread_local StudyRows rows;
+  thread_local std::vector<int> first, row_at;
+  if (study_switch == 1) rows_of_list(w, s1, s2, STATUS, rows, first, row_at);
+  const int iter = estimate(f, w.K, study_switch == 1 ? &rows : nullptr, panel_switch == 1 ? &w.list_ex : nullptr, chains);
+  // Each listed pair keeps its posterior of the last E-step.
+  if (study_switch == 1 && iter > 0)
+    for (std::size_t r = 0; r + 1 < rows.row_first.size(); r++) {
+      int slot = chains.row_slot[r];
+      for (int p = first[r], e = first[r] + rows.row_first[r + 1] - rows.row_first[r]; p < e; p++, slot++)
+        w.list.pairs[static_cast<std::size_t>(p)].w = chains.term[static_cast<std::size_t>(slot)] / chains.total[static_cast<std::size_t>(slot)];
+    }
   return iter < kEmMaxIterations ? 1 : 0;
+}
+
+int A1_rows(const StudyRows& rows, double* f, int K) {
+  return estimate(f, K, &rows, nullptr, chains) < kEmMaxIterations ? 1 : 0;
 }
 
 double length(const double* v, int n) {

@@ -5,6 +5,8 @@
 // decide whether an information matrix and its inverse are usable.
 #pragma once
 
+#include <vector>
+
 #include "core/arrays.h"
 #include "core/window.h"
 
@@ -22,6 +24,27 @@ inline constexpr double kImproperVariance = 100.0;  // a variance this large or 
 // Returns 1 when converged, 0 at the iteration cap. Each taking-part entry's weight
 // is left at its posterior under the frequencies of the last E-step.
 int A1(Window& w, double* f, int s1, int s2, int study_switch, int panel_switch, const int* STATUS);
+
+// The study side of an estimation as distinct rows of pairs: row r's pairs are
+// (h1[p], h2[p]) for p = row_first[r] .. row_first[r+1]-1, in the order a subject
+// of the row lists them, and subject_row gives the row of every subject taking
+// part, in subject order. The tag search builds it directly; A1 derives it from
+// the study list.
+struct StudyRows {
+  std::vector<int> h1, h2;
+  std::vector<int> row_first{0};
+  std::vector<int> subject_row;
+  void clear() {
+    h1.clear();
+    h2.clear();
+    row_first.assign(1, 0);
+    subject_row.clear();
+  }
+};
+
+// A1 from study rows alone (the study switch on, the panel's off, every subject
+// of rows taking part); f[0..K-1] in/out. Returns as A1 does; leaves no weights.
+int A1_rows(const StudyRows& rows, double* f, int K);
 
 // Sum of absolute values of v[0..n-1].
 double length(const double* v, int n);

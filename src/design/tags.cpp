@@ -51,14 +51,14 @@ void collect_candidates(const TagContext& ctx, int s, int typed, std::vector<int
 }
 
 
-// The study list of a set: every subject taking part, in subject order, its pairs
-// those of its genotype row over the set. Subjects with the same row share one
-// pair range, so that the frequency estimation weighs each distinct row once per
-// iteration while still adding up the subjects one by one. A row is keyed by its
-// codes (0, 1, 2, missing as 3) as base-4 digits; its pairs are listed once per
-// run. The keys of all SNPs but the last are kept from the previous set, which
-// the search's order makes the usual case.
-void study_list(const std::vector<int>& set, const TagContext& ctx, TagWorkspace& ws, StudyList& list) {
+// The study rows of a set: every subject taking part, in subject order, by its
+// genotype row over the set. Subjects with the same row share its pairs, so that
+// the frequency estimation weighs each distinct row once per iteration while
+// still adding up the subjects one by one. A row is keyed by its codes (0, 1, 2,
+// missing as 3) as base-4 digits; its pairs are listed once per run. The keys of
+// all SNPs but the last are kept from the previous set, which the search's order
+// makes the usual case.
+void study_rows(const std::vector<int>& set, const TagContext& ctx, TagWorkspace& ws, StudyRows& rows) {
   const StudyData& sd = ctx.study;
   const int M = static_cast<int>(set.size());
   const std::size_t n = static_cast<std::size_t>(sd.n);
@@ -82,37 +82,42 @@ void study_list(const std::vector<int>& set, const TagContext& ctx, TagWorkspace
     ws.row_of_key.assign(keys, -1);
   }
   const std::uint8_t* last = sd.genotypes(ctx.map[set.back()].study);
-  list.clear();
+  rows.clear();
   ws.used_keys.clear();
-  std::vector<int>& range = ws.row_range;  // first and last pair of each row of the list
-  range.clear();
-  std::vector<int> row(static_cast<std::size_t>(M));
+  // A row met for the first time in this set: its pairs join the set's rows.
+  auto add_row = [&](int key) {
+    if (ws.key_first[static_cast<std::size_t>(key)] < 0) {
+      std::vector<int> row(static_cast<std::size_t>(M));
+      for (int j = M - 1, rest = key; j >= 0; j--, rest /= 4) row[static_cast<std::size_t>(j)] = rest % 4 == 3 ? 9 : rest % 4;
+      const std::size_t first = ws.key_pairs.size();
+      row_pairs(ws.key_pairs, row.data(), M);
+      ws.key_first[static_cast<std::size_t>(key)] = static_cast<int>(first);
+      ws.key_count[static_cast<std::size_t>(key)] = static_cast<int>(ws.key_pairs.size() - first);
+    }
+    ws.used_keys.push_back(key);
+    const auto from = ws.key_pairs.begin() + ws.key_first[static_cast<std::size_t>(key)];
+    for (auto p = from; p != from + ws.key_count[static_cast<std::size_t>(key)]; ++p) {
+      rows.h1.push_back(p->h1);
+      rows.h2.push_back(p->h2);
+    }
+    rows.row_first.push_back(static_cast<int>(rows.h1.size()));
+    return static_cast<int>(rows.row_first.size()) - 2;
+  };
+  rows.subject_row.resize(n);
+  int* out = rows.subject_row.data();
+  const int* prefix = ws.prefix_key.data();
+  int* row_of_key = ws.row_of_key.data();
+  const int* status = sd.STATUS.data();
+  const bool by_status = ctx.model.design == kCaseControl;
   for (std::size_t i = 0; i < n; i++) {
     // Cases and controls alike for the case-control design; every subject otherwise.
-    if (ctx.model.design == kCaseControl && sd.STATUS[i] != 0 && sd.STATUS[i] != 1) continue;
-    const int key = 4 * ws.prefix_key[i] + code(last[i]);
-    int& r = ws.row_of_key[static_cast<std::size_t>(key)];
-    if (r < 0) {
-      if (ws.key_first[static_cast<std::size_t>(key)] < 0) {
-        for (int j = M - 1, rest = key; j >= 0; j--, rest /= 4) row[static_cast<std::size_t>(j)] = rest % 4 == 3 ? 9 : rest % 4;
-        const std::size_t first = ws.key_pairs.size();
-        row_pairs(ws.key_pairs, row.data(), M);
-        ws.key_first[static_cast<std::size_t>(key)] = static_cast<int>(first);
-        ws.key_count[static_cast<std::size_t>(key)] = static_cast<int>(ws.key_pairs.size() - first);
-      }
-      r = static_cast<int>(range.size() / 2);
-      ws.used_keys.push_back(key);
-      const auto from = ws.key_pairs.begin() + ws.key_first[static_cast<std::size_t>(key)];
-      range.push_back(static_cast<int>(list.pairs.size()));
-      list.pairs.insert(list.pairs.end(), from, from + ws.key_count[static_cast<std::size_t>(key)]);
-      range.push_back(static_cast<int>(list.pairs.size()));
-    }
-    SubjectNode sn;
-    sn.first = range[2 * static_cast<std::size_t>(r)];
-    sn.last = range[2 * static_cast<std::size_t>(r) + 1];
-    sn.idx = static_cast<int>(i);
-    list.subjects.push_back(sn);
+    if (by_status && status[i] != 0 && status[i] != 1) continue;
+    const int key = 4 * prefix[i] + code(last[i]);
+    int r = row_of_key[key];
+    if (r < 0) r = row_of_key[key] = add_row(key);
+    *out++ = r;
   }
+  rows.subject_row.resize(static_cast<std::size_t>(out - rows.subject_row.data()));
   for (int key : ws.used_keys) ws.row_of_key[static_cast<std::size_t>(key)] = -1;
 }
 
@@ -182,8 +187,8 @@ double getMD(const std::vector<int>& set, int typed, const TagContext& ctx, TagW
       makelist_ex(w.list_ex, ws.geno, ctx.model.nTR, ctx.model.nDU, ctx.model.nUN, M);
       A1(w, f, -1, -1, -1, 1, ctx.study.STATUS.data());
     } else {
-      study_list(set, ctx, ws, w.list);
-      A1(w, f, 0, 1, 1, -1, ctx.study.STATUS.data());
+      study_rows(set, ctx, ws, ws.rows);
+      A1_rows(ws.rows, f, K);
     }
   }
   double total = 0.0;

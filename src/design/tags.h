@@ -5,6 +5,7 @@
 
 #include <vector>
 
+#include "core/freq.h"
 #include "core/window.h"
 #include "model/model.h"
 #include "model/panel.h"
@@ -34,8 +35,9 @@ struct TagWorkspace {
   // cover), the pairs of each row key met so far, and the rows of the current set.
   const StudyData* prefix_study = nullptr;
   std::vector<int> prefix_set, prefix_key;
-  std::vector<int> key_first, key_count, row_of_key, used_keys, row_range;
+  std::vector<int> key_first, key_count, row_of_key, used_keys;
   std::vector<PairNode> key_pairs;
+  StudyRows rows;
 };
 
 // Best set (map indexes, the target first, M entries) and its measure; the
