@@ -51,26 +51,50 @@ void collect_candidates(const TagContext& ctx, int s, int typed, std::vector<int
 }
 
 
-// The study rows of a set: every subject taking part, in subject order, by its
+// A row key met for the first time in a set: the row's pairs (listed once per
+// run) join the set's rows. Returns the row's number in the set.
+int join_row(int key, int M, TagWorkspace& ws, StudyRows& rows) {
+  if (ws.key_first[static_cast<std::size_t>(key)] < 0) {
+    std::vector<int> row(static_cast<std::size_t>(M));
+    for (int j = M - 1, rest = key; j >= 0; j--, rest /= 4) row[static_cast<std::size_t>(j)] = rest % 4 == 3 ? 9 : rest % 4;
+    const std::size_t first = ws.key_pairs.size();
+    row_pairs(ws.key_pairs, row.data(), M);
+    ws.key_first[static_cast<std::size_t>(key)] = static_cast<int>(first);
+    ws.key_count[static_cast<std::size_t>(key)] = static_cast<int>(ws.key_pairs.size() - first);
+  }
+  ws.used_keys.push_back(key);
+  const auto from = ws.key_pairs.begin() + ws.key_first[static_cast<std::size_t>(key)];
+  for (auto p = from; p != from + ws.key_count[static_cast<std::size_t>(key)]; ++p) {
+    rows.h1.push_back(p->h1);
+    rows.h2.push_back(p->h2);
+  }
+  rows.row_first.push_back(static_cast<int>(rows.h1.size()));
+  return static_cast<int>(rows.row_first.size()) - 2;
+}
+
+// The study rows of a set: every subject taking part (cases and controls for the
+// case-control design, every subject otherwise), in subject order, by its
 // genotype row over the set. Subjects with the same row share its pairs, so that
 // the frequency estimation weighs each distinct row once per iteration while
 // still adding up the subjects one by one. A row is keyed by its codes (0, 1, 2,
-// missing as 3) as base-4 digits; its pairs are listed once per run. The keys of
-// all SNPs but the last are kept from the previous set, which the search's order
-// makes the usual case.
+// missing as 3) as base-4 digits. The keys of all SNPs but the last are kept from
+// the previous set, which the search's order makes the usual case.
 void study_rows(const std::vector<int>& set, const TagContext& ctx, TagWorkspace& ws, StudyRows& rows) {
   const StudyData& sd = ctx.study;
   const int M = static_cast<int>(set.size());
-  const std::size_t n = static_cast<std::size_t>(sd.n);
   auto code = [](std::uint8_t g) { return g <= 2 ? static_cast<int>(g) : 3; };
   if (ws.prefix_study != &sd || ws.prefix_set.size() != set.size() - 1 ||
       !std::equal(ws.prefix_set.begin(), ws.prefix_set.end(), set.begin())) {
     ws.prefix_study = &sd;
     ws.prefix_set.assign(set.begin(), set.end() - 1);
-    ws.prefix_key.assign(n, 0);
+    ws.taking.clear();
+    for (int i = 0; i < sd.n; i++)
+      if (ctx.model.design != kCaseControl || sd.STATUS[static_cast<std::size_t>(i)] == 0 || sd.STATUS[static_cast<std::size_t>(i)] == 1)
+        ws.taking.push_back(i);
+    ws.prefix_key.assign(ws.taking.size(), 0);
     for (int j = 0; j + 1 < M; j++) {
       const std::uint8_t* g = sd.genotypes(ctx.map[set[static_cast<std::size_t>(j)]].study);
-      for (std::size_t i = 0; i < n; i++) ws.prefix_key[i] = 4 * ws.prefix_key[i] + code(g[i]);
+      for (std::size_t t = 0; t < ws.taking.size(); t++) ws.prefix_key[t] = 4 * ws.prefix_key[t] + code(g[ws.taking[t]]);
     }
   }
   const std::size_t keys = std::size_t{1} << (2 * M);
@@ -82,42 +106,22 @@ void study_rows(const std::vector<int>& set, const TagContext& ctx, TagWorkspace
     ws.row_of_key.assign(keys, -1);
   }
   const std::uint8_t* last = sd.genotypes(ctx.map[set.back()].study);
+  const std::size_t nt = ws.taking.size();
+  ws.keys.resize(nt);
+  for (std::size_t t = 0; t < nt; t++) ws.keys[t] = 4 * ws.prefix_key[t] + code(last[ws.taking[t]]);
   rows.clear();
   ws.used_keys.clear();
-  // A row met for the first time in this set: its pairs join the set's rows.
-  auto add_row = [&](int key) {
-    if (ws.key_first[static_cast<std::size_t>(key)] < 0) {
-      std::vector<int> row(static_cast<std::size_t>(M));
-      for (int j = M - 1, rest = key; j >= 0; j--, rest /= 4) row[static_cast<std::size_t>(j)] = rest % 4 == 3 ? 9 : rest % 4;
-      const std::size_t first = ws.key_pairs.size();
-      row_pairs(ws.key_pairs, row.data(), M);
-      ws.key_first[static_cast<std::size_t>(key)] = static_cast<int>(first);
-      ws.key_count[static_cast<std::size_t>(key)] = static_cast<int>(ws.key_pairs.size() - first);
-    }
-    ws.used_keys.push_back(key);
-    const auto from = ws.key_pairs.begin() + ws.key_first[static_cast<std::size_t>(key)];
-    for (auto p = from; p != from + ws.key_count[static_cast<std::size_t>(key)]; ++p) {
-      rows.h1.push_back(p->h1);
-      rows.h2.push_back(p->h2);
-    }
-    rows.row_first.push_back(static_cast<int>(rows.h1.size()));
-    return static_cast<int>(rows.row_first.size()) - 2;
-  };
-  rows.subject_row.resize(n);
-  int* out = rows.subject_row.data();
-  const int* prefix = ws.prefix_key.data();
+  rows.subject_row.resize(nt);
   int* row_of_key = ws.row_of_key.data();
-  const int* status = sd.STATUS.data();
-  const bool by_status = ctx.model.design == kCaseControl;
-  for (std::size_t i = 0; i < n; i++) {
-    // Cases and controls alike for the case-control design; every subject otherwise.
-    if (by_status && status[i] != 0 && status[i] != 1) continue;
-    const int key = 4 * prefix[i] + code(last[i]);
+  for (std::size_t t = 0; t < nt; t++) {
+    const int key = ws.keys[t];
     int r = row_of_key[key];
-    if (r < 0) r = row_of_key[key] = add_row(key);
-    *out++ = r;
+    if (r < 0) {
+      r = join_row(key, M, ws, rows);
+      row_of_key[key] = r;
+    }
+    rows.subject_row[t] = r;
   }
-  rows.subject_row.resize(static_cast<std::size_t>(out - rows.subject_row.data()));
   for (int key : ws.used_keys) ws.row_of_key[static_cast<std::size_t>(key)] = -1;
 }
 

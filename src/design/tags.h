@@ -34,7 +34,7 @@ struct TagWorkspace {
   // Study rows of the sets: keys of the SNPs but the last (and which SNPs they
   // cover), the pairs of each row key met so far, and the rows of the current set.
   const StudyData* prefix_study = nullptr;
-  std::vector<int> prefix_set, prefix_key;
+  std::vector<int> prefix_set, taking, prefix_key, keys;  // taking: subjects taking part
   std::vector<int> key_first, key_count, row_of_key, used_keys;
   std::vector<PairNode> key_pairs;
   StudyRows rows;
