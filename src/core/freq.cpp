@@ -57,7 +57,7 @@ struct StudyChains {
   std::vector<ChainEnd> ends;             // in order of step
   // Scratch of the layout.
   std::vector<int> class_at, sizes, next, entry_first;
-  std::vector<Entry> entries, padded, flat;
+  std::vector<Entry> entries, flat;
   std::vector<int> order;
   std::vector<std::size_t> members, count, lane, begin;
   std::vector<std::uint32_t*> at;
@@ -120,7 +120,7 @@ void lay_out(const StudyRows& sr, int K_, StudyChains& sc) {
   std::vector<std::size_t>& count = sc.count;
   count.assign(K, 0);
   sc.entry_first.resize(R + 1);
-  sc.entries.resize(2 * nslots);
+  sc.entries.resize(2 * nslots + kShort);  // and room for a block copy of the last row
   std::size_t e = 0;
   for (std::size_t r = 0; r < R; r++) {
     sc.entry_first[r] = static_cast<int>(e);
@@ -168,25 +168,18 @@ void lay_out(const StudyRows& sr, int K_, StudyChains& sc) {
   sc.stream.assign(steps * kLanes, static_cast<std::uint32_t>(nslots));  // the zero after the halves
 
   // The additions, subject after subject, each to the next free step of its
-  // chain. First every subject's additions one after another: those of a row of
-  // at most kShort additions are copied as a whole block from a padded copy (the
-  // surplus is overwritten by the next subject), so that few copies branch on
-  // the row's size. Then each addition to its chain.
+  // chain. First every subject's additions one after another: a row of at most
+  // kShort additions is copied as a block of kShort, reaching into the rows after
+  // it (the surplus is overwritten by the next subject), so that few copies branch
+  // on the row's size. Then each addition to its chain.
   const int* first = sc.entry_first.data();
   std::size_t additions = 0;
   for (std::size_t r = 0; r < R; r++) additions += members[r] * static_cast<std::size_t>(first[r + 1] - first[r]);
   sc.flat.resize(additions + kShort);
-  sc.padded.assign(R * kShort, Entry{});
-  for (std::size_t r = 0; r < R; r++)
-    std::copy(sc.entries.begin() + first[r], sc.entries.begin() + std::min(first[r + 1], first[r] + static_cast<int>(kShort)),
-              sc.padded.begin() + static_cast<std::ptrdiff_t>(r * kShort));
   Entry* out = sc.flat.data();
   for (int r : sr.subject_row) {
     const std::size_t n = static_cast<std::size_t>(first[r + 1] - first[r]);
-    if (n <= kShort)
-      std::memcpy(out, sc.padded.data() + static_cast<std::size_t>(r) * kShort, kShort * sizeof(Entry));
-    else
-      std::memcpy(out, sc.entries.data() + first[r], n * sizeof(Entry));
+    std::memcpy(out, sc.entries.data() + first[r], (n <= kShort ? kShort : n) * sizeof(Entry));
     out += n;
   }
   std::vector<std::uint32_t*>& at = sc.at;
