@@ -83,14 +83,16 @@ void study_rows(const std::vector<int>& set, const TagContext& ctx, TagWorkspace
   const StudyData& sd = ctx.study;
   const int M = static_cast<int>(set.size());
   auto code = [](std::uint8_t g) { return g <= 2 ? static_cast<int>(g) : 3; };
-  if (ws.prefix_study != &sd || ws.prefix_set.size() != set.size() - 1 ||
-      !std::equal(ws.prefix_set.begin(), ws.prefix_set.end(), set.begin())) {
+  if (ws.prefix_study != &sd) {
     ws.prefix_study = &sd;
-    ws.prefix_set.assign(set.begin(), set.end() - 1);
+    ws.prefix_key.clear();  // keys of a new study's subjects are made below
     ws.taking.clear();
     for (int i = 0; i < sd.n; i++)
       if (ctx.model.design != kCaseControl || sd.STATUS[static_cast<std::size_t>(i)] == 0 || sd.STATUS[static_cast<std::size_t>(i)] == 1)
         ws.taking.push_back(i);
+  }
+  if (ws.prefix_key.size() != ws.taking.size() || ws.prefix_set.size() != set.size() - 1 || !std::equal(ws.prefix_set.begin(), ws.prefix_set.end(), set.begin())) {
+    ws.prefix_set.assign(set.begin(), set.end() - 1);
     ws.prefix_key.assign(ws.taking.size(), 0);
     for (int j = 0; j + 1 < M; j++) {
       const std::uint8_t* g = sd.genotypes(ctx.map[set[static_cast<std::size_t>(j)]].study);
