@@ -28,7 +28,7 @@ struct WindowPrep {
 int prepare_window(Window& w, const Mat<int>& geno, const Mat<int>& geno_ex, const Model& model, const StudyData& study,
                    WindowPrep& prep);
 
-// Analyses the window w (size, model copies, ext, SNP_pos and hap set by the
+// Analyses the window w (size, model copies and ext set by the
 // caller) from the study genotypes geno (n rows by M) and, when w.ext is 1, the
 // panel genotypes geno_ex (panel columns by M). Returns the analysis's verdict (1
 // success, 0 failure); a window that cannot be analysed at all fails too. est and

@@ -137,7 +137,6 @@ class Arr3 {
 
 // Allocators under their customary names; each reports failure with its own message.
 inline Vec<int> ivector(long nl, long nh) { return Vec<int>(nl, nh, "allocation failure in ivector()"); }
-inline Vec<char> cvector(long nl, long nh) { return Vec<char>(nl, nh, "allocation failure in cvector()"); }
 inline Vec<double> dvector(long nl, long nh) { return Vec<double>(nl, nh, "allocation failure in vector()"); }
 inline Mat<int> imatrix(long nrl, long nrh, long ncl, long nch) {
   return Mat<int>(nrl, nrh, ncl, nch, "allocation failure 1 in imatrix()", "allocation failure 2 in imatrix()");
@@ -147,9 +146,6 @@ inline Mat<char> cmatrix(long nrl, long nrh, long ncl, long nch) {
 }
 inline Mat<double> dmatrix(long nrl, long nrh, long ncl, long nch) {
   return Mat<double>(nrl, nrh, ncl, nch, "allocation failure 1 in dmatrix()", "allocation failure 2 in dmatrix()");
-}
-inline Arr3<int> imatrix3(long nrl, long nrh, long ncl, long nch, long ndl, long ndh) {
-  return Arr3<int>(nrl, nrh, ncl, nch, ndl, ndh);
 }
 inline Arr3<double> dmatrix3(long nrl, long nrh, long ncl, long nch, long ndl, long ndh) {
   return Arr3<double>(nrl, nrh, ncl, nch, ndl, ndh);

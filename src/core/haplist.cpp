@@ -237,10 +237,3 @@ void reduce_list_ex(PanelList& list_ex, double threshold, const double* freq) {
   list_ex.entries.resize(ne);
   list_ex.families.resize(nf);
 }
-
-int reduce_hap(int* out, const double* freq, double threshold, int K) {
-  int count = 0;
-  for (int h = 0; h < K; h++)
-    if (freq[h] >= threshold) out[count++] = h;
-  return count;
-}

@@ -84,7 +84,3 @@ void makelist_ex(PanelList& list_ex, const Mat<int>& geno, int nTR, int nDU, int
 // Posterior weights are reset to 0.
 void reduce_list(StudyList& list, double threshold, const double* freq);
 void reduce_list_ex(PanelList& list_ex, double threshold, const double* freq);
-
-// Writes the codes 0..K-1 whose frequency is at least threshold, ascending, into
-// out; returns how many.
-int reduce_hap(int* out, const double* freq, double threshold, int K);

@@ -33,9 +33,6 @@ struct Window {
 
   // Model settings copied in for the inner loops.
   int design = kCaseControl, mode = kAdditive, pH = 0;
-  int SNP_pos = 1;            // window position (1-based) of the SNP whose alleles are coded
-  int hap = 0;                // 1: genetic terms are haplotypes (codes in hap0)
-  std::vector<int> hap0;
   int ext = 0;                // 1: the external panel takes part
 
   StudyList list;
@@ -52,7 +49,7 @@ struct Window {
   Mat<double> X;              // J x pX
   Mat<int> X_X, X_H, H_H;     // pX x pX, pX x pH, pH x pH
   std::vector<std::string> design_names;
-  int n1 = 0, n0 = 0, events = 0, n_new = 0;
+  int n1 = 0, n0 = 0, n_new = 0;
 
   // Failure-time table of a cohort window: records 0..T+1.
   std::vector<FailRecord> Fp;

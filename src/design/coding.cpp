@@ -14,33 +14,20 @@ int hap_snp(int code, int position, const Window& w) {
 
 namespace {
 
-// Writes the coding of genetic term h times factor at z[at..]; returns the next position.
-inline int genetic_coding(const Window& w, double* z, int at, int h, int h1, int h2, double factor) {
+// Writes the coding of a genetic term times factor at z[at..]; returns the next position.
+inline int genetic_coding(const Window& w, double* z, int at, int h1, int h2, double factor) {
   double first, second = 0.0;
-  if (w.hap == 1) {
-    const int c = w.hap0[static_cast<std::size_t>(h)];
-    const int hits = (h1 == c) + (h2 == c);
-    switch (w.mode) {
-      case kRecessive: first = (h1 == c && h2 == c) ? 1.0 : 0.0; break;
-      case kDominant: first = (h1 == c || h2 == c) ? 1.0 : 0.0; break;
-      case kCodominant:
-        first = hits == 1 ? 1.0 : 0.0;
-        second = (h1 == c && h2 == c) ? 1.0 : 0.0;
-        break;
-      default: first = hits; break;
-    }
-  } else {
-    const int a1 = hap_snp(h1, w.SNP_pos, w);
-    const int a2 = hap_snp(h2, w.SNP_pos, w);
-    switch (w.mode) {
-      case kRecessive: first = a1 * a2; break;
-      case kDominant: first = (a1 == 1 || a2 == 1) ? 1.0 : 0.0; break;
-      case kCodominant:
-        first = a1 + a2 == 1 ? 1.0 : 0.0;
-        second = a1 + a2 == 2 ? 1.0 : 0.0;
-        break;
-      default: first = a1 + a2; break;
-    }
+  // The genotype is the allele count at the target, the window's first SNP.
+  const int a1 = hap_snp(h1, 1, w);
+  const int a2 = hap_snp(h2, 1, w);
+  switch (w.mode) {
+    case kRecessive: first = a1 * a2; break;
+    case kDominant: first = (a1 == 1 || a2 == 1) ? 1.0 : 0.0; break;
+    case kCodominant:
+      first = a1 + a2 == 1 ? 1.0 : 0.0;
+      second = a1 + a2 == 2 ? 1.0 : 0.0;
+      break;
+    default: first = a1 + a2; break;
   }
   z[at++] = factor * first;
   if (w.mode == kCodominant) z[at++] = factor * second;
@@ -52,7 +39,7 @@ inline int genetic_coding(const Window& w, double* z, int at, int h, int h1, int
 int Zvec(const Window& w, double* z, int j, int h1, int h2) {
   int at = 0;
   for (int h = 0; h < w.pH; h++)
-    if (w.H_H[h][h] > 0) at = genetic_coding(w, z, at, h, h1, h2, 1.0);
+    if (w.H_H[h][h] > 0) at = genetic_coding(w, z, at, h1, h2, 1.0);
   for (int r = 0; r < w.pX; r++) {
     if (w.X_X[r][r] > 0) z[at++] = w.X[j][r];
     for (int c = r + 1; c < w.pX; c++)
@@ -60,7 +47,7 @@ int Zvec(const Window& w, double* z, int j, int h1, int h2) {
   }
   for (int r = 0; r < w.pX; r++)
     for (int h = 0; h < w.pH; h++)
-      if (w.X_H[r][h] > 0) at = genetic_coding(w, z, at, h, h1, h2, w.X[j][r]);
+      if (w.X_H[r][h] > 0) at = genetic_coding(w, z, at, h1, h2, w.X[j][r]);
   const bool intercept = (w.M != 1 && w.design == kCaseControl && w.anal == 1) ||
                          (w.M != 1 && w.design == kCrossSectional) ||
                          (w.M == 1 && (w.design == kCaseControl || w.design == kCrossSectional));

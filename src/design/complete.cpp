@@ -223,8 +223,6 @@ int stan_single(std::vector<double>& est, std::vector<double>& se, const StudyDa
 
   const int saved_M = w.M;
   w.set_size(1);
-  w.SNP_pos = 1;
-  w.hap = 0;
   w.design = model.design;
   w.mode = model.mode;
   w.pH = model.pH;

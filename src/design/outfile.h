@@ -33,14 +33,3 @@ struct OutputFiles {
 // own term stands, so index and position differ exactly for the files that
 // report another term's coefficient.
 OutputFiles get_outfile(const std::string& prefix, const Model& model, const double* cov, int n);
-
-// Names of the full parameter vector of a haplotype analysis over the design in
-// w (H_H, X_X, X_H, design_names, hap, hap0, KK, hap_freq, pD, qq, hap_GOR):
-// genetic terms, covariate terms and products (" * "), covariate-by-genetic
-// products, "Intercept" and, for a continuous trait (cs_bin 0), "Error variance"
-// in the cross-sectional design, the KK haplotype frequencies, then the
-// dependence parameters. Haplotypes are printed as their M alleles.
-std::vector<std::string> get_rowname(const Window& w, int cs_bin);
-
-// Appends the M binary digits of code to s, most significant first.
-void deci_bin(std::string& s, int code, int M);

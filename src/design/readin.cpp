@@ -46,7 +46,7 @@ void readinXV(Window& w, const Model& model, const StudyData& study, const doubl
   patterns.m = m;
   patterns.values.reserve(w.list.subjects.size() * static_cast<std::size_t>(m));
   std::vector<double> values(static_cast<std::size_t>(m));
-  w.n1 = w.n0 = w.events = w.n_new = 0;
+  w.n1 = w.n0 = w.n_new = 0;
   for (SubjectNode& s : w.list.subjects) {
     if (model.design == kCaseControl) {
       const int status = study.STATUS[static_cast<std::size_t>(s.idx)];
@@ -57,8 +57,6 @@ void readinXV(Window& w, const Model& model, const StudyData& study, const doubl
       } else {
         (status == 1 ? w.n1 : w.n0)++;
       }
-    } else if (model.design == kCohort) {
-      if (study.EVENT[static_cast<std::size_t>(s.idx)] == 1) w.events++;
     }
     w.n_new++;
     const double* row = cov + static_cast<std::size_t>(s.idx) * p;

@@ -293,16 +293,6 @@ std::size_t piece_end(const std::string& text, std::size_t start) {
   return end;
 }
 
-std::vector<std::string> line_pieces(const std::string& text) {
-  std::vector<std::string> pieces;
-  for (std::size_t i = 0; i < text.size();) {
-    std::size_t end = piece_end(text, i);
-    pieces.push_back(text.substr(i, end - i));
-    i = end;
-  }
-  return pieces;
-}
-
 std::vector<std::string> split_words(const std::string& piece) {
   std::vector<std::string> words;
   std::size_t i = 0;

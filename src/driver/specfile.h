@@ -16,9 +16,6 @@
 std::string read_header(Model& model, const std::string& pfile, const std::string& sfile, int ext,
                         std::vector<std::string>& warnings);
 
-// The specification file's lines as read 99 characters at a time: a longer line
-// becomes several pieces, each taken as a line of its own.
-std::vector<std::string> line_pieces(const std::string& text);
 
 // Where the piece that starts at `start` ends (one past its last character).
 std::size_t piece_end(const std::string& text, std::size_t start);

@@ -60,8 +60,6 @@ bool analyse_window(int e, int path, const AnalysisInputs& in, WorkerScratch& sc
   w.design = d.model.design;
   w.mode = d.model.mode;
   w.pH = d.model.pH;
-  w.SNP_pos = 1;
-  w.hap = 0;
   w.ext = ext;
   w.anal = -1;  // set when the window's design is built
   w.fail = FailReason{};

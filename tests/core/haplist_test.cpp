@@ -184,10 +184,3 @@ TEST(ReduceListEx, TestsOnlyTheHaplotypesOfTheFamilyType) {
   EXPECT_EQ(l.families[0].type, kSingleton);
   EXPECT_EQ(entries_of(l, 0), (Combos{{0, 3, -1, -1}, {1, 2, -1, -1}}));
 }
-
-TEST(ReduceHap, WritesRetainedCodesAscending) {
-  const double f[6] = {0.3, 0.00199, 0.002, 0.0, 0.69601, 0.0};
-  int out[6] = {-1, -1, -1, -1, -1, -1};
-  EXPECT_EQ(reduce_hap(out, f, 0.002, 6), 3);
-  EXPECT_EQ(std::vector<int>(out, out + 4), (std::vector<int>{0, 2, 4, -1}));
-}

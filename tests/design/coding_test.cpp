@@ -50,34 +50,6 @@ TEST(GenotypeCoding, SingleSnpCodingByMode) {
           << "mode " << mode << " genotype " << g;
 }
 
-// hap_snp reads the allele at a window position from the most significant digit.
-TEST(GenotypeCoding, SingleSnpCodingReadsTheSnpAtItsWindowPosition) {
-  Window w = genetic_window(3, kAdditive, kCohort, 2);
-  w.SNP_pos = 2;
-  // 010 and 110 carry allele 1 at position 2; 101 does not. Both terms get the same coding.
-  EXPECT_EQ(zvec(w, 0, 2, 6), (V{2, 2}));
-  EXPECT_EQ(zvec(w, 0, 5, 6), (V{1, 1}));
-  w.SNP_pos = 1;
-  EXPECT_EQ(zvec(w, 0, 5, 6), (V{2, 2}));
-}
-
-TEST(GenotypeCoding, HaplotypeCodingCountsTheTermsHaplotype) {
-  // Two terms for haplotypes 101 and 011.
-  Window w = genetic_window(3, kAdditive, kCohort, 2);
-  w.hap = 1;
-  w.hap0 = {5, 3};
-  const struct {
-    int mode, h1, h2;
-    V z;
-  } cases[] = {{kAdditive, 5, 5, {2, 0}},   {kAdditive, 3, 5, {1, 1}},   {kAdditive, 0, 7, {0, 0}},
-               {kRecessive, 5, 5, {1, 0}},  {kRecessive, 3, 5, {0, 0}},  {kDominant, 3, 5, {1, 1}},
-               {kDominant, 3, 3, {0, 1}},   {kCodominant, 3, 5, {1, 0, 1, 0}}, {kCodominant, 5, 5, {0, 1, 0, 0}}};
-  for (const auto& c : cases) {
-    w.mode = c.mode;
-    EXPECT_EQ(zvec(w, 0, c.h1, c.h2), c.z) << "mode " << c.mode << " pair " << c.h1 << "," << c.h2;
-  }
-}
-
 TEST(GenotypeCoding, DesignVectorLayout) {
   // Two covariate columns with their product, column 1 times G, codominant,
   // cross-sectional: G(1), G(2), X0, X0*X1, X1, X1*G(1), X1*G(2), intercept.

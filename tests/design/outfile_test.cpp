@@ -48,36 +48,3 @@ TEST(ResultFiles, NamesAndCoefficientIndexesOfTheTermsUnderOutput) {
   EXPECT_EQ(out.names, Names{"run7_X.out"});
 }
 
-TEST(RowNames, HaplotypeAnalysisParameters) {
-  Window w;
-  w.set_size(3);
-  w.design = kCrossSectional;
-  w.mode = kCodominant;
-  w.hap = 1;
-  w.hap0 = {5};
-  w.pH = 1;
-  w.pX = 2;
-  w.design_names = {"X", "Y", "G"};
-  w.H_H = imatrix(0, 0, 0, 0);
-  w.H_H[0][0] = 1;
-  w.X_X = imatrix(0, 1, 0, 1);
-  w.X_X[0][0] = 1;
-  w.X_X[0][1] = 1;
-  w.X_H = imatrix(0, 1, 0, 0);
-  w.X_H[1][0] = 1;
-  w.KK = 2;
-  w.hap_freq = {5, 2};
-  w.pD = 1;
-  w.qq = 2;
-  w.hap_GOR = {2, 6};
-  EXPECT_EQ(get_rowname(w, 0), (Names{"101(1)", "101(2)", "X", "X * Y", "Y * 101(1)", "Y * 101(2)", "Intercept",
-                                      "Error variance", "101", "010", "X * 010", "X * 110"}));
-  EXPECT_EQ(get_rowname(w, 1)[7], "101");  // a binary trait has no error variance
-
-  // A single-SNP analysis names its genetic terms; case-control has no intercept row.
-  w.hap = 0;
-  w.mode = kAdditive;
-  w.design = kCaseControl;
-  w.pD = 0;
-  EXPECT_EQ(get_rowname(w, 0), (Names{"G", "X", "X * Y", "Y * G", "101", "010"}));
-}

@@ -120,8 +120,6 @@ TEST(SpecificationFile, LongLinesAreReadInPiecesOfNinetyNineCharacters) {
   panel.resize(97, ' ');
   EXPECT_EQ(parse("STATUS\n", "DESIGN = case-control\n" + panel + "XXYZ = 1\n").error,
             "Error: Unknown KEYWORD 'YZ'.\n");
-  EXPECT_EQ(line_pieces(std::string(99, 'a') + "\n").size(), 2u);
-  EXPECT_EQ(line_pieces(std::string(98, 'a') + "\n").size(), 1u);
 }
 
 TEST(SpecificationFile, PanelCountsAndTheIgnoredPanelWarning) {

@@ -12,6 +12,13 @@
 
 namespace prepare {
 
+void GenotypeSource::take_alleles(Skip verdict, std::string_view counted, std::string_view other) {
+    first = verdict == Skip::None ? snp_letter(counted) : 0;
+    second = verdict == Skip::None ? snp_letter(other) : 0;
+    // Only two different upper-case letters make a SNP, whatever a reader let through.
+    alleles = verdict == Skip::None && (!first || !second || first == second) ? Skip::OtherLetters : verdict;
+}
+
 namespace {
 
 bool unique_samples(const std::vector<std::string>& s, const std::string& file, std::string& error) {
@@ -110,19 +117,20 @@ bool VcfSource::next() {
     }
     bcf_unpack(m.rec, BCF_UN_STR);
     const char* seq = bcf_seqname(m.hdr, m.rec);
-    chrom = seq ? std::string_view(seq) : std::string_view("?");
+    chrom = seq ? std::string_view(seq) : std::string_view();
+    if (chrom.empty()) {
+        error = quote(file_) + " record " + std::to_string(m.record) + ": the chromosome name is empty";
+        return false;
+    }
     pos = static_cast<long long>(m.rec->pos) + 1;
     id = m.rec->d.id ? std::string_view(m.rec->d.id) : std::string_view(".");
     const int nAlt = m.rec->n_allele > 0 ? m.rec->n_allele - 1 : 0;
     const std::string_view ref = m.rec->n_allele > 0 ? std::string_view(m.rec->d.allele[0]) : std::string_view();
     int k = 0;
     for (; k < nAlt && k < static_cast<int>(m.alts.size()); ++k) m.alts[k] = m.rec->d.allele[k + 1];
-    alleles = m.rec->n_allele == 0 ? Skip::OtherLetters : classify_alleles(ref, m.alts.data(), k);
-    if (alleles == Skip::None && nAlt > k) alleles = Skip::MultiAllelic;
-    if (alleles == Skip::None) {
-        first = snp_letter(m.alts[0]);
-        second = snp_letter(ref);
-    }
+    Skip verdict = m.rec->n_allele == 0 ? Skip::OtherLetters : classify_alleles(ref, m.alts.data(), k);
+    if (verdict == Skip::None && nAlt > k) verdict = Skip::MultiAllelic;
+    take_alleles(verdict, verdict == Skip::None ? m.alts[0] : std::string_view(), ref);
     return true;
 }
 
@@ -306,12 +314,7 @@ bool PlinkSource::next() {
     chrom = fields_[0];
     id = fields_[1];
     const std::string_view a1 = fields_[4], a2 = fields_[5];
-    if (a1 == "0" || a2 == "0" || a1 == "." || a2 == ".") alleles = Skip::NoAlt;
-    else alleles = classify_alleles(a2, &a1, 1);
-    if (alleles == Skip::None) {
-        first = snp_letter(a1);
-        second = snp_letter(a2);
-    }
+    take_alleles(a1 == "0" || a2 == "0" || a1 == "." || a2 == "." ? Skip::NoAlt : classify_alleles(a2, &a1, 1), a1, a2);
     ++snp_;
     blockRead_ = false;
     return true;

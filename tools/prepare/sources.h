@@ -34,6 +34,9 @@ public:
     std::string error;
 
 protected:
+    // Sets alleles, first and second from a reader's verdict on the record's alleles and
+    // its counted and other allele: the one place where allele letters are normalised.
+    void take_alleles(Skip verdict, std::string_view counted, std::string_view other);
     std::vector<std::string> samples_;
     std::string file_;
 };

@@ -6,6 +6,8 @@
 #include "pedigree.h"
 #include "phenotable.h"
 #include "sites.h"
+#include "sources.h"
+#include "support/process.h"
 
 #include <string>
 #include <vector>
@@ -315,4 +317,24 @@ TEST(Model, ModelFileKeywordLines) {
               "'m.txt' line 1: unknown keyword 'EFFECTS' (DESIGN, MODE, CATEGORICAL, DEPENDENT, EFFECT, OUTPUT)");
     EXPECT_EQ(read_model_file("\nOUTPUT =\n", "m.txt", m), "'m.txt' line 2: OUTPUT has no value");
     EXPECT_EQ(read_model_file("MODE = a b\n", "m.txt", m), "'m.txt' line 1: MODE takes one value");
+}
+
+// A fuzz finding: a header with an empty contig and NUL bytes, then records with an
+// empty chromosome and a lower-case ALT. Whatever the source reports of it must keep
+// its contract: a kept SNP has a chromosome and two different upper-case letters.
+TEST(VcfSource, KeepsItsContractOnBrokenInput) {
+    ScratchDir dir;
+    const char bytes[] = "##fileformat=VCFv4.2\n##contig=<ID=\n##I,N/py\n"
+                         "#CHROM\tPOS\tID\tREF\tALT\tQUAL\tFILTER\tINFO\tFORMAT\ta\t\0\0\0\0" "1>\n"
+                         "\0\0\0\0\0" "c\n1\t10\trs1\tA\tt";
+    dir.write("f.vcf", std::string(bytes, sizeof bytes - 1));
+    VcfSource src;
+    ASSERT_TRUE(src.open((dir.path() / "f.vcf").string()));
+    while (src.next()) {
+        EXPECT_FALSE(src.chrom.empty());
+        if (src.alleles == Skip::None) {
+            EXPECT_TRUE(std::string("ACGT").find(src.first) != std::string::npos && src.first != src.second);
+        }
+    }
+    EXPECT_EQ(src.error.rfind("'", 0), 0u) << src.error;
 }
