@@ -38,6 +38,7 @@ const char* const kNoMemory = "Error: not enough memory to continue the run (the
 int main(int argc, char** argv) {
   // The run log goes out line by line, so that a run stopped by a signal keeps it.
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+  if (print_help_or_version(argc, argv, stdout)) return 0;
   stop_on_signals();
   std::set_terminate(on_terminate);
   try {

@@ -5,10 +5,11 @@
 #include <ctime>
 
 #include "driver/fatal.h"
+#include "kestrova_version.h"
 
 namespace {
 
-const char* const kVersion = "1.0.0";
+const char* const kVersion = KESTROVA_VERSION;
 const char* const kReleaseDate = "November 22, 2026";
 const char* const kDocumentation = "https://kestrova.example.org/docs";
 
@@ -17,7 +18,8 @@ enum class Kind { kSwitch, kText, kNumber, kThreads, kPosition };
 struct OptionRow {
   const char* name;
   Kind kind;
-  const char* echo;  // follows the "        -- '<option>' " prefix
+  const char* usage;  // the line of --help: value, meaning and default
+  const char* echo;   // follows the "        -- '<option>' " prefix
   std::string RunSettings::*text;
   int RunSettings::*number;  // switch set to 1, or the number stored
   long long RunSettings::*position = nullptr;
@@ -25,26 +27,44 @@ struct OptionRow {
 
 // The options in matching order; the index of a row is its slot in OptionsGiven.
 const OptionRow kOptions[kOptionCount] = {
-    {"-sfile", Kind::kText, "model specification read from '%s'\n", &RunSettings::sfile, nullptr},
-    {"-pfile", Kind::kText, "study phenotypes read from '%s'\n", &RunSettings::pfile, nullptr},
-    {"-gfile", Kind::kText, "study genotypes read from '%s'\n", &RunSettings::gfile, nullptr},
-    {"-ne", Kind::kSwitch, "no external panel available\n", nullptr, &RunSettings::ne},
-    {"-efile", Kind::kText, "external genotypes read from '%s'\n", &RunSettings::efile, nullptr},
-    {"-h", Kind::kSwitch, "phased haplotypes available\n", nullptr, &RunSettings::h},
-    {"-hfile", Kind::kText, "phased haplotypes read from '%s'\n", &RunSettings::hfile, nullptr},
-    {"-ofile", Kind::kText, "results written to '%s_***.out'\n", &RunSettings::ofile, nullptr},
-    {"-no_fix", Kind::kSwitch, "no internal check and fix of strand alignment\n", nullptr, &RunSettings::no_fix},
-    {"-no_remove", Kind::kSwitch, "no removal of unaligned A/T and C/G SNPs\n", nullptr, &RunSettings::no_remove},
-    {"-speed", Kind::kSwitch, "speed up the program by ignoring SNPs not in 'phase.dat'\n", nullptr,
-     &RunSettings::speed},
-    {"-tag", Kind::kNumber, "analysis based on %d tag SNPs\n", nullptr, &RunSettings::M},
-    {"-window", Kind::kNumber, "candidate tags chosen within the distance of %d bp\n", nullptr, &RunSettings::window},
-    {"-max", Kind::kNumber, "candidate tags chosen at a maximun number of %d\n", nullptr, &RunSettings::maxnum},
-    {"-min", Kind::kNumber, "candidate tags chosen at a minimum number of %d\n", nullptr, &RunSettings::minnum},
-    {"-threads", Kind::kThreads, "analysis run by %d threads\n", nullptr, &RunSettings::threads},
-    {"-from", Kind::kPosition, "SNPs analysed from position %lld bp\n", nullptr, nullptr, &RunSettings::from},
-    {"-to", Kind::kPosition, "SNPs analysed up to position %lld bp\n", nullptr, nullptr, &RunSettings::to},
-    {"-diag", Kind::kText, "diagnostics of every analysis written to '%s'\n", &RunSettings::diag, nullptr},
+    {"-sfile", Kind::kText, "FILE  model specification file (default specification.txt)",
+     "model specification read from '%s'\n", &RunSettings::sfile, nullptr},
+    {"-pfile", Kind::kText, "FILE  study phenotype file (default phenotype.dat)", "study phenotypes read from '%s'\n",
+     &RunSettings::pfile, nullptr},
+    {"-gfile", Kind::kText, "FILE  study genotype file (default genotype.dat)", "study genotypes read from '%s'\n",
+     &RunSettings::gfile, nullptr},
+    {"-ne", Kind::kSwitch, "  no external panel: only the study's own SNPs are analysed",
+     "no external panel available\n", nullptr, &RunSettings::ne},
+    {"-efile", Kind::kText, "FILE  external panel genotype file (default external.dat)",
+     "external genotypes read from '%s'\n", &RunSettings::efile, nullptr},
+    {"-h", Kind::kSwitch, "  phased haplotypes available (they always are)", "phased haplotypes available\n", nullptr,
+     &RunSettings::h},
+    {"-hfile", Kind::kText, "FILE  phased haplotype file (default haplotype.dat)", "phased haplotypes read from '%s'\n",
+     &RunSettings::hfile, nullptr},
+    {"-ofile", Kind::kText, "PREFIX  results written to PREFIX_<term>.out (default results)",
+     "results written to '%s_***.out'\n", &RunSettings::ofile, nullptr},
+    {"-no_fix", Kind::kSwitch, "  no check and fix of strand alignment",
+     "no internal check and fix of strand alignment\n", nullptr, &RunSettings::no_fix},
+    {"-no_remove", Kind::kSwitch, "  keep A/T and C/G SNPs whose strand cannot be told",
+     "no removal of unaligned A/T and C/G SNPs\n", nullptr, &RunSettings::no_remove},
+    {"-speed", Kind::kSwitch, "  ignore panel SNPs without phased haplotypes (always in force)",
+     "speed up the program by ignoring SNPs not in 'phase.dat'\n", nullptr, &RunSettings::speed},
+    {"-tag", Kind::kNumber, "N  analysis based on N tag SNPs, 1 to 8 (default 4)", "analysis based on %d tag SNPs\n",
+     nullptr, &RunSettings::M},
+    {"-window", Kind::kNumber, "BP  candidate tags chosen within this distance (default 50000)",
+     "candidate tags chosen within the distance of %d bp\n", nullptr, &RunSettings::window},
+    {"-max", Kind::kNumber, "N  candidate tags chosen at a maximum number of N (default 20)",
+     "candidate tags chosen at a maximun number of %d\n", nullptr, &RunSettings::maxnum},
+    {"-min", Kind::kNumber, "N  candidate tags chosen at a minimum number of N (default 8)",
+     "candidate tags chosen at a minimum number of %d\n", nullptr, &RunSettings::minnum},
+    {"-threads", Kind::kThreads, "N  SNPs analysed side by side by N threads (default: the cores allowed)",
+     "analysis run by %d threads\n", nullptr, &RunSettings::threads},
+    {"-from", Kind::kPosition, "BP  only SNPs at or after this position are analysed (default: all)",
+     "SNPs analysed from position %lld bp\n", nullptr, nullptr, &RunSettings::from},
+    {"-to", Kind::kPosition, "BP  only SNPs at or before this position are analysed (default: all)",
+     "SNPs analysed up to position %lld bp\n", nullptr, nullptr, &RunSettings::to},
+    {"-diag", Kind::kText, "FILE  diagnostics file, one row per SNP (default: none)",
+     "diagnostics of every analysis written to '%s'\n", &RunSettings::diag, nullptr},
 };
 
 inline constexpr long long kMaxThreads = 1024;
@@ -205,4 +225,40 @@ std::string check_input_files(const RunSettings& s, std::FILE* out) {
     std::fclose(f);
   }
   return "";
+}
+
+bool print_help_or_version(int argc, const char* const* argv, std::FILE* out) {
+  for (int a = 1; a < argc; a++) {
+    const std::string arg = argv[a];
+    if (arg == "--help" || arg == "-help") {
+      std::fprintf(out,
+                   "Usage: kestrova [option ...]\n\n"
+                   "Tests association between SNPs and a disease or trait when genotypes are missing\n"
+                   "for some study subjects or for all of them. Run it in the folder that holds the\n"
+                   "input files; the run log goes to standard output, one result file per OUTPUT term.\n\n"
+                   "Options:\n");
+      // Each usage text is the value's name, two blanks, then what the option does.
+      for (const OptionRow& row : kOptions) {
+        const std::string usage = row.usage;
+        const std::size_t gap = usage.find("  ");
+        const std::string head = std::string(row.name) + " " + usage.substr(0, gap);
+        std::fprintf(out, "  %-18s %s\n", head.c_str(), usage.substr(usage.find_first_not_of(' ', gap)).c_str());
+      }
+      std::fprintf(out, "  %-18s %s\n  %-18s %s\n", "--help", "this text (also -help)", "--version",
+                   "the version and the commit it was built from");
+      std::fprintf(out, "\nExit status: 0 after a complete run, 1 after any error.\n");
+      return true;
+    }
+    if (arg == "--version") {
+      std::fprintf(out, "kestrova %s\n", KESTROVA_VERSION_TEXT);
+      return true;
+    }
+    // A value-taking option consumes the next argument, whatever it looks like.
+    for (const OptionRow& row : kOptions)
+      if (arg == row.name && row.kind != Kind::kSwitch) {
+        a++;
+        break;
+      }
+  }
+  return false;
 }

@@ -13,6 +13,11 @@ inline constexpr int kOptionCount = 19;
 // Which settings were given on the command line (options-table order).
 using OptionsGiven = std::array<bool, kOptionCount>;
 
+// --help (or -help) and --version, wherever they stand among the options (a value
+// of a value-taking option excepted): the usage summary or the version is printed
+// and true returned, before any banner. Every other command line is left alone.
+bool print_help_or_version(int argc, const char* const* argv, std::FILE* out);
+
 void print_banner(std::FILE* out);
 
 // "\nKestrova started: <time>\n" and "\nKestrova complete: <time>".

@@ -143,6 +143,29 @@ TEST(RunLog, UnknownOptionStopsAfterEchoingTheValidOnes) {
   EXPECT_EQ(log_of({"-ne", "-min", "3", "-bogus", "-h"}, 1, dir), expected);
 }
 
+// --help, -help and --version answer before the banner; a value of a value-taking
+// option is still only a value, and other unknown options still stop the run.
+TEST(RunLog, HelpAndVersionPrintBeforeAnyBanner) {
+  ScratchDir dir;
+  for (const char* help : {"--help", "-help"}) {
+    const RunResult r = run_kestrova(dir, {"-ne", help});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out.rfind("Usage: kestrova [option ...]\n", 0), 0u) << r.out;
+    for (const char* option : {"-sfile", "-ne", "-speed", "-tag", "-threads", "-from", "-to", "-diag", "--version"})
+      EXPECT_NE(r.out.find(std::string("\n  ") + option + " "), std::string::npos) << option;
+    EXPECT_EQ(r.out.find("Kestrova started"), std::string::npos);
+  }
+  const RunResult v = run_kestrova(dir, {"--version"});
+  EXPECT_EQ(v.status, 0);
+  EXPECT_EQ(v.out.rfind("kestrova 1.0.0", 0), 0u) << v.out;
+  EXPECT_EQ(log_of({"-ofile", "--help", "--helpme"}, 1, dir),
+            std::string(kBanner) +
+                "Options in effect:\n"
+                "        -- '-ofile' results written to '--help_***.out'\n"
+                "        -- '--helpme' Error: Unknown command line option '--helpme'.\n" +
+                kStop);
+}
+
 TEST(RunLog, MissingFilesAreReportedInOrderOnlyTheFirst) {
   ScratchDir dir;
   write_inputs(dir);

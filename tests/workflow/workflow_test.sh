@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The genome-wide workflow end to end on a two-chromosome simulated study:
-#  1. sharded results gathered per chromosome equal direct kestrova runs byte for
-#     byte, and the shard list covers every position once;
+#  1. sharded results and diagnostics gathered per chromosome equal direct kestrova
+#     runs byte for byte, the shard list covers every position once, and a dry run
+#     lists the jobs of every chromosome;
 #  2. a deleted shard is made again identically, its chromosome gathered again
 #     identically, and nothing else is touched;
 #  3. a run killed while a shard is running leaves no complete-looking shard, and
@@ -10,7 +11,9 @@
 #  4. with kestrova-prepare: a two-chromosome VCF study through the prepare route
 #     equals kestrova-prepare and kestrova run by hand per chromosome;
 #  5. with kestrova-report: the workflow's report equals kestrova-report run by hand
-#     on the direct runs.
+#     on the direct runs;
+#  6. a new shard size plans and shards afresh in one run, leaves no shard of the
+#     old size behind, and going back works the same way.
 #
 #   workflow_test.sh KESTROVA KESTROVA_SIM SOURCE_DIR [KESTROVA_PREPARE [KESTROVA_REPORT]]
 # Exits 77 (skipped) when snakemake is not installed.
@@ -45,7 +48,7 @@ smk() {  # outdir, then more config values and options; the log goes to smk-<out
 "$sim" --out data/chr2 --seed 22 --snps 90 --start 5000 --covariates 1 --interaction 0.3 >/dev/null
 for c in 1 2; do
   mkdir -p direct/$c
-  (cd data/chr$c && "$kestrova" -tag 3 -ofile "$work/direct/$c/results" >/dev/null)
+  (cd data/chr$c && "$kestrova" -tag 3 -ofile "$work/direct/$c/results" -diag "$work/direct/$c/results.diag" >/dev/null)
 done
 
 cat >config.yaml <<EOF
@@ -94,11 +97,15 @@ refused() { ! python3 "$shards_py" plan 2 bad.tsv unsorted.dat 2>refused.txt && 
  shards need SNPs in ascending position." ]; }
 check "planner: positions out of order refused" refused
 
-# 1. The whole workflow against direct runs.
+# 1. The whole workflow against direct runs; first a dry run, which asks for every
+# chromosome's plan at once.
+smk out -n || { cat smk-out.log; exit 1; }
+check "dry run lists every chromosome's plan and gather" \
+  test "$(grep -E -c '^(checkpoint plan_shards|rule gather):' smk-out.log)" = 4
 smk out || { cat smk-out.log; exit 1; }
 for c in 1 2; do
   check "chromosome $c gathered = direct run" same_results out/results/$c direct/$c
-  check "chromosome $c shards cover the map" plan_covers out/plan/$c.tsv "$(distinct_positions data/chr$c)"
+  check "chromosome $c shards cover the map" plan_covers out/plan/$c/40snps.tsv "$(distinct_positions data/chr$c)"
 done
 check "two result files per chromosome" test "$(ls direct/1 direct/2 | grep -c out$)" = 4
 check "result files carry no time stamp" \
@@ -110,17 +117,17 @@ snapshot() {  # every file the workflow wrote but the deleted shard's log: path,
 }
 contents() { find "$@" -type f ! -name '.snakemake_timestamp' -exec md5sum {} \; | sort; }
 before=$(snapshot)
-shard_before=$(contents out/shards/1/0001)
+shard_before=$(contents out/shards/1/40snps/0001)
 gathered_before=$(contents out/results/1)
-rm -r out/shards/1/0001
+rm -r out/shards/1/40snps/0001
 smk out || { cat smk-out.log; exit 1; }
-check "deleted shard made again identically" test "$(contents out/shards/1/0001)" = "$shard_before"
+check "deleted shard made again identically" test "$(contents out/shards/1/40snps/0001)" = "$shard_before"
 check "its chromosome gathered again identically" test "$(contents out/results/1)" = "$gathered_before"
 check "only that shard and its chromosome's gather ran" \
   test "$(grep -c '^rule ' smk-out.log)" = 2
 check "nothing else touched" test \
-  "$(echo "$before" | grep -v -e '^out/shards/1/0001/' -e '^out/results/1/')" = \
-  "$(snapshot | grep -v -e '^out/shards/1/0001/' -e '^out/results/1/')"
+  "$(echo "$before" | grep -v -e '^out/shards/1/40snps/0001/' -e '^out/results/1/')" = \
+  "$(snapshot | grep -v -e '^out/shards/1/40snps/0001/' -e '^out/results/1/')"
 
 # 3. Kill the whole run while a shard is running; resume with --rerun-incomplete.
 # The stand-in program finishes kestrova's work, then hangs while the file 'slow' exists.
@@ -141,10 +148,10 @@ kill -KILL -- -"$leader" 2>/dev/null || true
 { wait "$leader"; } 2>/dev/null || true
 rm slow
 check "killed run was in a shard" test -e shard-running
-check "killed shard left no shard folder" test -z "$(find killed/shards -mindepth 2 -maxdepth 2 \
+check "killed shard left no shard folder" test -z "$(find killed/shards -mindepth 3 -maxdepth 3 \
   -type d ! -name '*.part' -newer shard-running)"
 check "killed run left no gathered results" test ! -e killed/results/2
-finished=$(find killed/shards -mindepth 2 -maxdepth 2 -type d ! -name '*.part' -printf '%p %T@\n' |
+finished=$(find killed/shards -mindepth 3 -maxdepth 3 -type d ! -name '*.part' -printf '%p %T@\n' |
   sort || true)
 { killed --unlock && killed --rerun-incomplete; } || { cat smk-killed.log; exit 1; }
 check "resumed run = direct run" same_results killed/results/2 direct/2
@@ -167,7 +174,8 @@ if [ -n "$prepare" ]; then
   for c in 1 2; do
     "$prepare" "${from_vcf[@]}" --chr $c --out by-hand >/dev/null
     mkdir -p by-hand-results/$c
-    (cd by-hand/$c && "$kestrova" -tag 3 -ofile "$work/by-hand-results/$c/results" >/dev/null)
+    (cd by-hand/$c && "$kestrova" -tag 3 -ofile "$work/by-hand-results/$c/results" \
+      -diag "$work/by-hand-results/$c/results.diag" >/dev/null)
   done
   sed 's/^input: dat$/input: prepare/' config.yaml >prepare.yaml
   cat >>prepare.yaml <<EOF
@@ -193,6 +201,16 @@ if [ -n "$report" ]; then
   check "report = by hand" test "$(cd out/report && md5sum gw_*)" = \
     "$(md5sum by-hand-report_* | sed 's/by-hand-report_/gw_/')"
 fi
+
+# 6. Another shard size, then back: each plans and shards afresh in one run, and
+# the shards of the other size are gone.
+for size in 25 40; do
+  smk out "shard={snps: $size, threads: 2, mem_mb: 500, runtime: 5}" || { cat smk-out.log; exit 1; }
+  for c in 1 2; do check "shards of $size SNPs, chromosome $c = direct run" same_results out/results/$c direct/$c; done
+  only_size() { [ "$(ls out/shards/1 out/shards/2 out/plan/2 | sort -u | tr -s '\n' ' ')" = \
+    " ${size}snps ${size}snps.tsv out/plan/2: out/shards/1: out/shards/2: " ]; }
+  check "only shards of $size SNPs are left" only_size
+done
 
 echo "workflow: $passes passed, $failures failed"
 [ "$failures" = 0 ]

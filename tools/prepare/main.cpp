@@ -1,6 +1,7 @@
 // kestrova-prepare: turns a study's VCF/BCF or PLINK genotypes, its phenotype
 // table and, optionally, a phased reference panel with its pedigree into the
 // input files of kestrova, one folder per chromosome.
+#include "kestrova_version.h"
 #include "run.h"
 
 #include <cstdio>
@@ -95,6 +96,7 @@ void help() {
         std::printf("%-24s %s\n", head.c_str(), o.help);
     }
     std::printf("  --help                 this text\n");
+    std::printf("  --version              the version\n");
 }
 
 [[noreturn]] void stop(const std::string& message) {
@@ -112,6 +114,10 @@ int main(int argc, char** argv) {
         const std::string a = argv[i];
         if (a == "--help" || a == "-h") {
             help();
+            return 0;
+        }
+        if (a == "--version") {
+            std::printf("kestrova-prepare %s\n", KESTROVA_VERSION_TEXT);
             return 0;
         }
         const Option* o = nullptr;

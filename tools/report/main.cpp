@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "kestrova_version.h"
 #include "report.h"
 
 namespace {
@@ -33,6 +34,7 @@ Options:
                            megabase, each below p = 1e-5 [default: 5]
   --no-png                 write the plots as SVG only
   --help                   this text
+  --version                the version
 
 Chromosomes are ordered 1-22, X, Y, MT, then other names alphabetically; a leading
 'chr' is ignored for the order. Errors are printed on standard error as
@@ -74,6 +76,9 @@ int main(int argc, char** argv) {
     };
     if (a == "--help" || a == "-h") {
       std::fputs(kUsage, stdout);
+      return 0;
+    } else if (a == "--version") {
+      std::printf("kestrova-report %s\n", KESTROVA_VERSION_TEXT);
       return 0;
     } else if (a == "--chr") {
       chr = value();

@@ -7,6 +7,7 @@
 #include "options.h"
 #include "phenotypes.h"
 #include "writers.h"
+#include "kestrova_version.h"
 
 #include <cerrno>
 #include <cmath>
@@ -294,6 +295,7 @@ void print_help(const std::vector<OptionEntry>& table) {
         std::printf("\n");
     }
     std::printf("\n  --help                  this text\n");
+    std::printf("  --version               the version\n");
 }
 
 Options parse(int argc, char** argv) {
@@ -308,6 +310,10 @@ Options parse(int argc, char** argv) {
         std::string a = argv[i];
         if (a == "--help" || a == "-h") {
             print_help(table);
+            std::exit(0);
+        }
+        if (a == "--version") {
+            std::printf("kestrova-sim %s\n", KESTROVA_VERSION_TEXT);
             std::exit(0);
         }
         if (a.rfind("--help=", 0) == 0) fail("--help takes no value");

@@ -8,7 +8,8 @@ base pair after the previous one ends, so every position falls in exactly one.
 
 gather: joins the result files of a chromosome's shards: the header block once
 (it is the same in every shard), then every shard's result lines in shard order,
-which is map order. The joined files are what one unsharded run writes.
+which is map order; a diagnostics file (*.diag, kestrova's -diag table) likewise
+keeps its header line once. The joined files are what one unsharded run writes.
 
 Both write under a temporary name and rename when complete. Run as a program:
     shards.py plan SHARD_SNPS OUT.tsv GENOTYPE_FILE [EXTERNAL_FILE]
@@ -88,6 +89,22 @@ def plan(shard_snps, out_path, position_files):
     write_atomically(out_path, "".join(lines))
 
 
+def remove_other_sizes(shard_parent, shard_name, plan_parent, plan_name):
+    """Removes a chromosome's shards and plans of other shard sizes than the current
+    (shard_name, plan_name), so that no stale shard is left to be mistaken."""
+    for parent, keep in ((shard_parent, shard_name), (plan_parent, plan_name)):
+        if not os.path.isdir(parent):
+            continue
+        for name in os.listdir(parent):
+            if name == keep or name.startswith("."):
+                continue
+            path = os.path.join(parent, name)
+            if os.path.isdir(path):
+                shutil.rmtree(path, ignore_errors=True)
+            else:
+                os.remove(path)
+
+
 def read_plan(path):
     """[(shard id, from or None, to or None)] of a shard list written by plan."""
     shards = []
@@ -117,6 +134,16 @@ def split_result_file(path):
     return text[:cut], text[cut:]
 
 
+def split_diag_file(path):
+    """(header line, rows) of one diagnostics file."""
+    with open(path, "rb") as f:
+        text = f.read()
+    cut = text.find(b"\n") + 1
+    if cut == 0 or not text.startswith(b"SNP-id\t"):
+        raise ShardError(f"Error: '{path}' has no header line; the shard did not complete.")
+    return text[:cut], text[cut:]
+
+
 def result_names(shard_dir):
     """The result files of a shard (snakemake keeps a hidden time stamp beside them)."""
     return sorted(name for name in os.listdir(shard_dir) if not name.startswith("."))
@@ -136,11 +163,12 @@ def gather(out_dir, shard_dirs):
     shutil.rmtree(part, ignore_errors=True)
     os.makedirs(part)
     for name in names:
-        header, _ = split_result_file(os.path.join(shard_dirs[0], name))
+        split = split_diag_file if name.endswith(".diag") else split_result_file
+        header, _ = split(os.path.join(shard_dirs[0], name))
         with open(os.path.join(part, name), "wb") as out:
             out.write(header)
             for shard in shard_dirs:
-                own_header, lines = split_result_file(os.path.join(shard, name))
+                own_header, lines = split(os.path.join(shard, name))
                 if own_header != header:
                     raise ShardError(f"Error: the header of '{os.path.join(shard, name)}' differs "
                                      f"from that of the first shard.")
