@@ -6,6 +6,7 @@
 #include "analyses/analyses.h"
 #include "core/freq.h"
 #include "core/haplist.h"
+#include "core/info.h"
 #include "design/readin.h"
 
 namespace {
@@ -77,6 +78,14 @@ int prepare_window(Window& w, const Mat<int>& geno, const Mat<int>& geno_ex, con
 
   reduce_list(w.list, kRetainFrequency, freq.data());
   if (w.ext == 1) reduce_list_ex(w.list_ex, kRetainFrequency, freq.data());
+  WindowSample& sample = prep.sample;
+  sample.n = static_cast<int>(w.list.subjects.size());
+  if (w.design == kCaseControl) {
+    sample.cases = 0;
+    for (const SubjectNode& s : w.list.subjects) sample.cases += study.STATUS[static_cast<std::size_t>(s.idx)] == 1;
+    sample.controls = sample.n - sample.cases;
+  }
+  sample.info = dosage_r2(w.list, freq.data(), w.M);
   if (w.list.subjects.empty()) return fail(w, "A51_A61_A71", Check::kNobodyLeft);
 
   readinXV(w, model, study, study.cov.data());
@@ -88,9 +97,12 @@ int prepare_window(Window& w, const Mat<int>& geno, const Mat<int>& geno_ex, con
 }
 
 int A51_A61_A71(std::vector<double>& est, std::vector<double>& se, double* loglik, int* iter, Window& w,
-                const Mat<int>& geno, const Mat<int>& geno_ex, const Model& model, const StudyData& study) {
+                const Mat<int>& geno, const Mat<int>& geno_ex, const Model& model, const StudyData& study,
+                WindowSample& sample) {
   WindowPrep prep;
-  if (!prepare_window(w, geno, geno_ex, model, study, prep)) return 0;
+  const int prepared = prepare_window(w, geno, geno_ex, model, study, prep);
+  sample = prep.sample;
+  if (!prepared) return 0;
   const int G = prep.G;
   // Coefficients, frequencies, dependence parameters and pattern weights at most.
   std::size_t room = static_cast<std::size_t>(w.q + w.KK + w.pD * w.KK + w.J + 2);

@@ -55,7 +55,9 @@ std::string DiagFile::open(const std::string& name, const std::vector<std::strin
   temp_ = name + ".part";
   file_ = std::fopen(temp_.c_str(), "w");
   if (!file_) return format("Error: Diagnostics file '%s' cannot be written.\n", temp_.c_str());
-  std::fputs("SNP-id\tPosition\tPath\tAnalysis\tTags\tMD\tHaplotypes\tIterations\tLogLik\tReason\n", file_);
+  std::fputs("SNP-id\tPosition\tPath\tAnalysis\tTags\tMD\tHaplotypes\tIterations\tLogLik\tN\tN_cases\tN_controls\tInfo"
+             "\tReason\n",
+             file_);
   return "";
 }
 
@@ -72,10 +74,11 @@ void DiagFile::write_row(const RunData& d, const SnpJob& job, const SnpResult& r
     tags += d.study.id[static_cast<std::size_t>(d.map[t].study)];
   }
   const bool window = job.path != kCompleteData;
-  std::fprintf(file_, "%s\t%d\t%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\n", id.c_str(), pos, path_name(job.path),
-               analysis_name(job.path, d.model.design, r.anal, d.study.cs_bin != 0), tags.c_str(),
+  std::fprintf(file_, "%s\t%d\t%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\n", id.c_str(), pos,
+               path_name(job.path), analysis_name(job.path, d.model.design, r.anal, d.study.cs_bin != 0), tags.c_str(),
                window ? number(r.md, "%.6g").c_str() : "NA", count(r.kk).c_str(), count(r.iter).c_str(),
-               number(r.loglik, "%.10g").c_str(), reason.c_str());
+               number(r.loglik, "%.10g").c_str(), count(r.n).c_str(), count(r.n_cases).c_str(),
+               count(r.n_controls).c_str(), number(r.info, "%.4f").c_str(), reason.c_str());
 }
 
 std::string DiagFile::finish() {

@@ -65,7 +65,12 @@ bool analyse_window(int e, int path, const AnalysisInputs& in, WorkerScratch& sc
   w.fail = FailReason{};
   double loglik = std::nan("");  // stays so unless the analysis gets to fit
   int iter = -1;
-  const bool ok = A51_A61_A71(sc.est, sc.se, &loglik, &iter, w, sc.geno, sc.geno_ex, d.model, study) == 1;
+  WindowSample sample;
+  const bool ok = A51_A61_A71(sc.est, sc.se, &loglik, &iter, w, sc.geno, sc.geno_ex, d.model, study, sample) == 1;
+  r.n = sample.n;
+  r.n_cases = sample.cases;
+  r.n_controls = sample.controls;
+  r.info = sample.info;
   r.built_design = w.anal >= 0;
   r.fail = w.fail;
   r.anal = w.anal;
@@ -73,6 +78,23 @@ bool analyse_window(int e, int path, const AnalysisInputs& in, WorkerScratch& sc
   r.iter = iter;
   r.loglik = loglik;
   return ok;
+}
+
+// The subjects typed at a complete-data SNP, and among them the cases and controls.
+void count_typed(const StudyData& study, int snp, int design, SnpResult& r) {
+  const std::uint8_t* g = study.genotypes(snp);
+  r.n = 0;
+  int cases = 0;
+  for (int i = 0; i < study.n; i++)
+    if (g[i] != kMissingGenotype) {
+      r.n++;
+      if (design == kCaseControl && study.STATUS[static_cast<std::size_t>(i)] == 1) cases++;
+    }
+  if (design == kCaseControl) {
+    r.n_cases = cases;
+    r.n_controls = r.n - cases;
+  }
+  r.info = 1.0;
 }
 
 }  // namespace
@@ -83,6 +105,7 @@ void analyse_snp(const SnpJob& job, const AnalysisInputs& in, WorkerScratch& sc,
     if (job.path == kCompleteData) {
       const int snp = in.data.map[job.e].study;
       r.built_design = true;
+      count_typed(in.data.study, snp, in.data.model.design, r);
       if (job.both_traits) {
         r.ok_raw = stan_single(sc.est, sc.se, in.data.study, snp, in.data.model, sc.single, true) == 1;
         r.fail_raw = sc.single.fail;

@@ -33,6 +33,11 @@ struct SnpResult {
   std::vector<int> tags;
   int anal = -1, kk = -1, iter = -1;
   double loglik = std::nan("");
+  // The subjects the analysis rests on (cases and controls: case-control only) and
+  // the dosage R² of the SNP's genotypes (1 for complete data); -1 and NaN where
+  // the analysis did not get that far.
+  int n = -1, n_cases = -1, n_controls = -1;
+  double info = std::nan("");
   std::exception_ptr error;        // thrown by the analysis (numerical fatal error, memory)
   double seconds = 0.0;
 };

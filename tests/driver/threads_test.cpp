@@ -123,15 +123,16 @@ std::string rows_of(const std::string& diag) { return diag.substr(diag.find('\n'
 // One diag row per result line, same SNP and position; reasons exactly on dashed lines.
 void expect_diag_rows(const std::string& diag, const std::string& results, const Study& s) {
   ASSERT_EQ(diag.substr(0, diag.find('\n') + 1),
-            "SNP-id\tPosition\tPath\tAnalysis\tTags\tMD\tHaplotypes\tIterations\tLogLik\tReason\n");
+            "SNP-id\tPosition\tPath\tAnalysis\tTags\tMD\tHaplotypes\tIterations\tLogLik\tN\tN_cases\tN_controls\tInfo"
+            "\tReason\n");
   const std::vector<std::string> lines = split(result_lines(results), '\n'), rows = split(rows_of(diag), '\n');
   ASSERT_EQ(rows.size(), lines.size());
   bool window_seen = false;
   for (std::size_t k = 0; k < rows.size(); k++) {
     SCOPED_TRACE(rows[k]);
     std::vector<std::string> f = split(rows[k], '\t');
-    if (f.size() == 9) f.push_back("");  // an empty reason ends the row
-    ASSERT_EQ(f.size(), 10u);
+    if (f.size() == 13) f.push_back("");  // an empty reason ends the row
+    ASSERT_EQ(f.size(), 14u);
     std::istringstream line(lines[k]);
     std::string typed, id;
     long pos;
@@ -139,10 +140,17 @@ void expect_diag_rows(const std::string& diag, const std::string& results, const
     EXPECT_EQ(f[0], id);
     EXPECT_EQ(f[1], std::to_string(pos));
     const bool dashed = lines[k].find("      -        -         -          -") != std::string::npos;
-    EXPECT_EQ(f[9].empty(), !dashed);
+    EXPECT_EQ(f[13].empty(), !dashed);
+    // N, and its cases and controls in a case-control study only.
+    const bool case_control = s.analysis.rfind("case-control", 0) == 0;
+    if (f[9] != "NA") {
+      EXPECT_EQ(case_control, f[10] != "NA");
+      if (case_control) EXPECT_EQ(std::stoi(f[10]) + std::stoi(f[11]), std::stoi(f[9]));
+    }
     if (f[2] == "complete data") {
       EXPECT_EQ(f[4], "");
       EXPECT_EQ(f[5], "NA");
+      EXPECT_EQ(f[12], "1.0000");
     } else {
       EXPECT_EQ(f[2], typed == "no" ? "untyped" : "typed with missing genotypes");
       if (!dashed) {
@@ -152,6 +160,8 @@ void expect_diag_rows(const std::string& diag, const std::string& results, const
         EXPECT_GE(std::stoi(f[6]), 1);
         EXPECT_GE(std::stoi(f[7]), 1);
         EXPECT_TRUE(std::isfinite(std::stod(f[8])));
+        EXPECT_GE(std::stoi(f[9]), 2);
+        EXPECT_TRUE(std::stod(f[12]) >= 0.0 && std::stod(f[12]) <= 1.0) << f[12];
       }
     }
   }
