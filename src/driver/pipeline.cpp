@@ -6,6 +6,7 @@
 #include "driver/cost_warning.h"
 #include "driver/fatal.h"
 #include "driver/panel_input.h"
+#include "driver/plan.h"
 #include "driver/snploop.h"
 #include "driver/snpmap.h"
 #include "driver/specfile.h"
@@ -39,7 +40,11 @@ void read_inputs(const RunSettings& settings, RunData& data) {
   order_dependent_first(model, study);
   if (model.design == kCrossSectional) classify_trait(study);
 
-  stop_on(read_genotypes(settings.gfile, model.mode, study));
+  // A shard first reads and checks every line holding no genotypes, then, once the
+  // map tells which SNPs its windows can use, reads the genotypes of those alone.
+  const bool shard = settings.from != kNoLowerBound || settings.to != kNoUpperBound;
+  const std::vector<char> none;
+  stop_on(read_genotypes(settings.gfile, model.mode, study, shard ? &none : nullptr));
   std::printf("%d SNPs and %d individuals read from '%s'\n", study.nsnp, study.n_total, settings.gfile.c_str());
 
   if (settings.ne) {
@@ -59,6 +64,10 @@ void read_inputs(const RunSettings& settings, RunData& data) {
     align_strands(data.map, study, panel, settings.no_fix, settings.no_remove);
   }
   drop_monomorphic(data.map, study, panel, model.mode, settings.ne);
+  if (shard) {
+    const std::vector<char> keep = shard_study_snps(data, settings, plan_snps(data, settings));
+    stop_on(read_genotypes(settings.gfile, model.mode, study, &keep));
+  }
   std::fflush(stdout);
 }
 

@@ -38,3 +38,34 @@ SnpPlan plan_snps(const RunData& data, const RunSettings& rs) {
   }
   return plan;
 }
+
+std::vector<char> shard_study_snps(const RunData& data, const RunSettings& rs, const SnpPlan& plan) {
+  const SnpMap& map = data.map;
+  std::vector<char> keep(static_cast<std::size_t>(data.study.nsnp), 0);
+  if (plan.jobs.empty()) return keep;
+  const int first = plan.jobs.front().e, last = plan.jobs.back().e;
+  for (int e = first; e <= last; e++)
+    if (map[e].study >= 0) keep[static_cast<std::size_t>(map[e].study)] = 1;
+  // The widest reach of any tag search: a SNP with a study genotype (and a phased
+  // record when only phased SNPs may be tags) counts; the k-th such SNP from the
+  // outermost job is reachable when k <= maxnum and it lies within the window or
+  // k <= minnum. A job further in reaches no further out.
+  const auto candidate = [&](int e) {
+    const MapEntry& m = map[e];
+    return m.study >= 0 && !(rs.ne == 0 && rs.h && rs.speed && m.hap < 0);
+  };
+  const auto reach = [&](int from, int step) {
+    const long long p0 = map[from].pos;
+    int k = 0;
+    for (int e = from + step; e >= 0 && e < map.len() && k < rs.maxnum; e += step) {
+      if (!candidate(e)) continue;
+      k++;
+      const long long d = step < 0 ? p0 - map[e].pos : map[e].pos - p0;
+      if (d > rs.window && k > rs.minnum) break;
+      keep[static_cast<std::size_t>(map[e].study)] = 1;
+    }
+  };
+  reach(first, -1);
+  reach(last, +1);
+  return keep;
+}

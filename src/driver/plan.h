@@ -36,3 +36,8 @@ int snp_path(const RunData& data, const RunSettings& settings, int e);
 // the range, that SNP is fitted both ways and every window before the range is
 // analysed unwritten, so the choice is the one the whole run makes.
 SnpPlan plan_snps(const RunData& data, const RunSettings& settings);
+
+// Per study SNP, 1 when a window of the plan's jobs can use its genotypes: the
+// targets and, on each side of the jobs, the SNPs the tag search can reach (at
+// most maxnum usable SNPs, beyond the window distance only the first minnum).
+std::vector<char> shard_study_snps(const RunData& data, const RunSettings& settings, const SnpPlan& plan);

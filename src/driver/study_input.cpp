@@ -169,7 +169,7 @@ namespace {
   return "";
 }
 
-std::string genotype_lines(const std::string& gfile, int mode, StudyData& study) {
+std::string genotype_lines(const std::string& gfile, int mode, StudyData& study, const std::vector<char>* keep) {
   LineReader in;
   if (!in.open(gfile)) return format("Error: '%s' does not exist.\n", gfile.c_str());
   const char* file = gfile.c_str();
@@ -191,7 +191,18 @@ std::string genotype_lines(const std::string& gfile, int mode, StudyData& study)
   study.freq.assign(nsnp, 0.0);
   study.missing.assign(nsnp, 0.0);
   study.mode_freq.assign(nsnp, 0.0);
-  study.geno.assign(static_cast<std::size_t>(nsnp) * n, 0);
+  std::size_t rows = static_cast<std::size_t>(nsnp);
+  study.row.clear();
+  if (keep) {
+    study.row.assign(nsnp, -1);
+    rows = 0;
+    for (int s = 0; s < nsnp && s < static_cast<int>(keep->size()); s++)
+      if ((*keep)[s]) study.row[s] = static_cast<int>(rows++);
+  }
+  study.geno.clear();
+  study.geno.shrink_to_fit();
+  study.geno.assign(rows * n, 0);
+  std::vector<std::uint8_t> scratch(keep ? n : 0);
 
   return read_records(in, nsnp, gfile, [&](Words& words, int ln, int snp) {
     if (std::string e = read_snp_id(words, study.id[snp], ln, file); !e.empty()) return e;
@@ -207,11 +218,12 @@ std::string genotype_lines(const std::string& gfile, int mode, StudyData& study)
 
     if (std::string e = read_letters(words, study.a1[snp], study.a2[snp], ln, file); !e.empty()) return e;
 
-    std::uint8_t* out = study.geno.data() + static_cast<std::size_t>(snp) * n;
+    const int r = keep ? study.row[snp] : snp;
+    std::uint8_t* out = r >= 0 ? study.geno.data() + static_cast<std::size_t>(r) * n : scratch.data();
     if (std::string e = read_genotype_codes(words, study.used.data(), study.n_total, out, ln, file); !e.empty())
       return e;
 
-    AlleleSummary s = summarise_alleles(study.genotypes(snp), study.n, mode);
+    AlleleSummary s = summarise_alleles(out, study.n, mode);
     study.freq[snp] = s.freq;
     study.missing[snp] = static_cast<double>(study.n - s.typed) / study.n;
     study.mode_freq[snp] = s.mode_freq;
@@ -232,9 +244,9 @@ std::string read_phenotypes(const std::string& pfile, const Model& model, StudyD
   }
 }
 
-std::string read_genotypes(const std::string& gfile, int mode, StudyData& study) {
+std::string read_genotypes(const std::string& gfile, int mode, StudyData& study, const std::vector<char>* keep) {
   try {
-    return genotype_lines(gfile, mode, study);
+    return genotype_lines(gfile, mode, study, keep);
   } catch (const std::bad_alloc&) {
     return not_enough_memory(gfile, format("the genotypes of %d SNPs by %d individuals", study.nsnp, study.n),
                              static_cast<double>(study.nsnp) * (static_cast<double>(study.n) + kBytesPerSnp));

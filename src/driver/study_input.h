@@ -5,6 +5,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "model/model.h"
 #include "model/study.h"
@@ -30,5 +31,9 @@ void order_dependent_first(Model& model, StudyData& study);
 // non-blank character) and one code (0, 1, 2 or 9) per individual of the phenotype
 // file; codes of excluded individuals are dropped. Needs study.used and study.n
 // from read_phenotypes. Fills the SNP fields of study; mode is the mode of
-// inheritance. Returns "" or the error line naming file and line.
-std::string read_genotypes(const std::string& gfile, int mode, StudyData& study);
+// inheritance. Every line is read and checked; with keep, only the genotypes of
+// the SNPs whose keep flag is set are held (an empty keep holds none, and
+// study.row tells where each kept SNP's row lies). Returns "" or the error line
+// naming file and line.
+std::string read_genotypes(const std::string& gfile, int mode, StudyData& study,
+                           const std::vector<char>* keep = nullptr);

@@ -31,6 +31,11 @@ struct StudyData {
   std::vector<double> freq;    // frequency of a1 among typed genotypes
   std::vector<double> missing; // share of used individuals not typed
   std::vector<double> mode_freq;  // recessive/codominant: share of code 2; dominant: codes 1 or 2
-  std::vector<std::uint8_t> geno; // nsnp rows of n codes (0, 1, 2, 9 missing)
-  const std::uint8_t* genotypes(int snp) const { return geno.data() + static_cast<std::size_t>(snp) * n; }
+  std::vector<std::uint8_t> geno; // kept rows of n codes (0, 1, 2, 9 missing)
+  std::vector<int> row;           // per SNP its row of geno, -1 when not kept; empty: every SNP, in order
+  const std::uint8_t* genotypes(int snp) const {
+    const std::size_t r = row.empty() ? static_cast<std::size_t>(snp) : static_cast<std::size_t>(row[snp]);
+    return geno.data() + r * n;
+  }
+  int kept_rows() const { return n > 0 ? static_cast<int>(geno.size() / static_cast<std::size_t>(n)) : 0; }
 };

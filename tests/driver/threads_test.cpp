@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "driver/pipeline.h"
 #include "support/process.h"
 
 namespace {
@@ -303,4 +304,37 @@ TEST(ThreadsAndRanges, TwoValuedTraitAsReadOnlyForTheFirstDesignOfTheRun) {
       EXPECT_EQ(differing, s.run.empty() ? 0 : 1);
     }
   }
+}
+
+// A shard holds the genotypes of its targets and of the SNPs its tag searches can
+// reach (here -max 4: four usable SNPs on each side), not the chromosome's, and
+// writes the lines the whole run writes for its range.
+TEST(ThreadsAndRanges, AShardHoldsOnlyTheGenotypesItsWindowsCanUse) {
+  ScratchDir dir;
+  ::simulate(dir, {"--seed", "79", "--cases", "100", "--controls", "100", "--snps", "120"});
+  const std::vector<std::string> opts = {"-max", "4", "-min", "2"};
+  const RunResult whole = run_kestrova(dir, with(opts, {"-ofile", "whole"}));
+  ASSERT_EQ(whole.status, 0) << whole.out;
+  const std::vector<long> pos = positions(result_lines(dir.read("whole_G.out")));
+  ASSERT_GT(pos.size(), 60u);
+  const long from = pos[30], to = pos[49];
+  const RunResult shard = run_kestrova(
+      dir, with(opts, {"-ofile", "shard", "-from", std::to_string(from), "-to", std::to_string(to)}));
+  ASSERT_EQ(shard.status, 0) << shard.out;
+  std::string expected;
+  for (const std::string& line : split(result_lines(dir.read("whole_G.out")), '\n'))
+    if (positions(line)[0] >= from && positions(line)[0] <= to) expected += line + "\n";
+  EXPECT_EQ(result_lines(dir.read("shard_G.out")), expected);
+
+  RunSettings settings;
+  for (std::string* f : {&settings.sfile, &settings.pfile, &settings.gfile, &settings.efile, &settings.hfile})
+    *f = (dir.path() / *f).string();
+  settings.maxnum = 4;
+  settings.minnum = 2;
+  settings.from = from;
+  settings.to = to;
+  RunData data;
+  read_inputs(settings, data);
+  EXPECT_GT(data.study.kept_rows(), 0);
+  EXPECT_LE(data.study.kept_rows(), 20 + 2 * 4);  // the range's study SNPs at most, and four each side
 }
