@@ -11,7 +11,8 @@
 # cohort whose DEPENDENT covariate sits beside a continuous one (a covariate
 # pattern per subject) at three study sizes.
 #
-#   bash bench/run.sh [build-folder]   (LOAD=0 skips the large load test, PREPARE=0 the conversion)
+#   bash bench/run.sh [build-folder]   (LOAD=0 skips the large load test, PREPARE=0 the conversion,
+#   BASELINE=0 the comparison with the starting commit, SHARD=0 the shard memory test)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=$(cd "${1:-build}" && pwd)
@@ -89,4 +90,61 @@ if [ "${PREPARE:-1}" != 0 ]; then
   measure "prepare study and panel VCF" "$bothBytes" --vcf "$dir/study.vcf" "${common[@]}"
   measure "prepare study VCF alone" "$studyBytes" --vcf "$dir/study.vcf" --phenotypes "$dir/phenotypes.txt" --status STATUS
   rm -rf "$dir/out"
+fi
+
+# The program at the starting commit of this round of work, built once from a git
+# worktree into bench/data/baseline (skipped outside a git checkout or with BASELINE=0).
+base_commit=e4dbe09
+base_bin=
+if [ "${BASELINE:-1}" != 0 ] && git rev-parse --git-dir >/dev/null 2>&1 && git cat-file -e "$base_commit^{commit}" 2>/dev/null; then
+  base=$PWD/$data/baseline
+  if [ ! -x "$base/build/kestrova" ]; then
+    [ -d "$base/src" ] || git worktree add --detach "$base/src" "$base_commit" >/dev/null 2>&1
+    cmake -S "$base/src" -B "$base/build" -DCMAKE_BUILD_TYPE=Release -DKESTROVA_TESTS=OFF \
+      ${CCACHE_DIR:+-DCMAKE_CXX_COMPILER_LAUNCHER=ccache} >/dev/null
+    cmake --build "$base/build" -j2 --target kestrova >/dev/null
+  fi
+  base_bin=$base/build/kestrova
+fi
+
+# Peak memory (kB) and wall seconds of one program run in a folder: "s kB".
+peak() {  # folder, program, options ...
+  local dir=$1; shift
+  (cd "$dir" && /usr/bin/time -f "%e %M" "$@" 2>&1 >/dev/null | tail -1)
+}
+
+# A shard of 5,000 SNPs (by position) of a 100,000-SNP chromosome at 20,000
+# subjects, without the panel and without missing calls: the peak memory of this
+# program and of the starting commit's (SHARD=0 skips; SHARD_SUBJECTS and
+# SHARD_SNPS scale it down).
+if [ "${SHARD:-1}" != 0 ] && [ -x /usr/bin/time ]; then
+  subjects=${SHARD_SUBJECTS:-20000} snps=${SHARD_SNPS:-100000}
+  dir=$data/shard
+  args="--seed 31 --cases $((subjects / 2)) --controls $((subjects / 2)) --snps $snps --typed-share 1 --missing-share 0 --study-only $snps"
+  if [ ! -f "$dir/genotype.dat" ] || [ "$(cat "$dir/args" 2>/dev/null)" != "$args" ]; then
+    rm -rf "$dir"
+    "$sim" --out "$dir" $args >/dev/null
+    echo "$args" >"$dir/args"
+  fi
+  from=$(awk -v k=$((snps / 2)) 'NF && ++i == k {print $2; exit}' "$dir/genotype.dat")
+  to=$(awk -v k=$((snps / 2 + snps / 20 - 1)) 'NF && ++i == k {print $2; exit}' "$dir/genotype.dat")
+  opts=(-ne -threads 2 -from "$from" -to "$to")
+  echo "== shard of $((snps / 20)) SNPs of $snps at $subjects subjects (-ne, 2 threads)"
+  read -r t m < <(peak "$dir" "$build/kestrova" "${opts[@]}" -ofile new)
+  echo "now: $t s wall, peak memory $((m / 1024)) MiB"
+  if [ -n "$base_bin" ]; then
+    read -r bt bm < <(peak "$dir" "$base_bin" "${opts[@]}" -ofile base)
+    echo "$base_commit: $bt s wall, peak memory $((bm / 1024)) MiB ($(awk -v a="$m" -v b="$bm" 'BEGIN{printf "%.2f", a / b}') of it)"
+    cmp -s "$dir/new_G.out" "$dir/base_G.out" && echo "result lines: identical" || echo "result lines: DIFFER"
+  fi
+fi
+
+# -ne on typed SNPs that each miss 1% of their calls, against the starting commit.
+if [ -n "$base_bin" ]; then
+  dir=$data/ne-missing
+  echo "== ne-missing (-ne -threads 1) against $base_commit"
+  read -r t m < <(peak "$dir" "$build/kestrova" -ne -threads 1 -ofile new)
+  read -r bt bm < <(peak "$dir" "$base_bin" -ne -threads 1 -ofile base)
+  awk -v a="$t" -v b="$bt" 'BEGIN{printf "now %.2f s, %s %.2f s: %.2fx faster\n", a, "'$base_commit'", b, b / a}'
+  cmp -s "$dir/new_G.out" "$dir/base_G.out" && echo "result lines: identical" || echo "result lines: DIFFER"
 fi
