@@ -120,7 +120,7 @@ peak() {  # folder, program, options ...
 if [ "${SHARD:-1}" != 0 ] && [ -x /usr/bin/time ]; then
   subjects=${SHARD_SUBJECTS:-20000} snps=${SHARD_SNPS:-100000}
   dir=$data/shard
-  args="--seed 31 --cases $((subjects / 2)) --controls $((subjects / 2)) --snps $snps --typed-share 1 --missing-share 0 --study-only $snps"
+  args="--seed 31 --cases $((subjects / 2)) --controls $((subjects / 2)) --snps $snps --typed-share 1 --missing-share 0 --study-only $((snps - 1))"
   if [ ! -f "$dir/genotype.dat" ] || [ "$(cat "$dir/args" 2>/dev/null)" != "$args" ]; then
     rm -rf "$dir"
     "$sim" --out "$dir" $args >/dev/null
