@@ -389,37 +389,40 @@ int A1(Window& w, double* f, int s1, int s2, int study_switch, int panel_switch,
 }
 
 int A1_counts(const CountedRows& rows, double* f, int K) {
-  thread_local std::vector<double> d, fnew, term;
-  const std::size_t R = rows.count.size();
+  thread_local std::vector<double> d, fnew, factor, term;
+  const std::size_t R = rows.count.size(), L = rows.h1.size();
   d.assign(static_cast<std::size_t>(K), 1.0);
   fnew.resize(static_cast<std::size_t>(K));
-  term.resize(rows.h1.size());
+  factor.resize(L);
+  term.resize(L);
   const int* h1 = rows.h1.data();
   const int* h2 = rows.h2.data();
+  for (std::size_t p = 0; p < L; p++) factor[p] = pair_factor(h1[p], h2[p]);
+  const double* c = factor.data();
   double* t = term.data();
+  double* x = fnew.data();
   long subjects = 0;
-  for (int c : rows.count) subjects += c;
+  for (int n : rows.count) subjects += n;
   const double total = static_cast<double>(subjects);
   int iter = 0;
   while (length(d.data(), K) >= kEmTolerance && iter < kEmMaxIterations) {
     std::fill(fnew.begin(), fnew.end(), 0.0);
+    for (std::size_t p = 0; p < L; p++) t[p] = c[p] * f[h1[p]] * f[h2[p]];
     for (std::size_t r = 0; r < R; r++) {
       const int from = rows.row_first[r], to = rows.row_first[r + 1];
       double P = 0.0;
-      for (int p = from; p < to; p++) {
-        t[p] = pair_factor(h1[p], h2[p]) * f[h1[p]] * f[h2[p]];
-        P += t[p];
-      }
+      for (int p = from; p < to; p++) P += t[p];
       if (P == 0.0) P = 1.0;
-      const double n = rows.count[r];
+      // Half the row's count of subjects, shared out by the pairs' posteriors.
+      const double share = rows.count[r] / P / 2.0;
       for (int p = from; p < to; p++) {
-        const double x = n * (t[p] / P) / 2.0;
-        fnew[static_cast<std::size_t>(h1[p])] += x;
-        fnew[static_cast<std::size_t>(h2[p])] += x;
+        const double e = t[p] * share;
+        x[h1[p]] += e;
+        x[h2[p]] += e;
       }
     }
     for (int h = 0; h < K; h++) {
-      const double next = fnew[static_cast<std::size_t>(h)] / total;
+      const double next = x[h] / total;
       d[static_cast<std::size_t>(h)] = next - f[h];
       f[h] = next;
     }
