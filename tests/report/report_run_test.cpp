@@ -242,6 +242,8 @@ TEST_F(ReportRun, UserErrors) {
   EXPECT_EQ(fails(dir, {"--out", "absent/x", "1:a/run"}).substr(0, 30), "Error: absent/x_G.tsv.gz: cann");
   EXPECT_EQ(fails(dir, {"--data", "z/run=a", "1:a/run"}), "Error: --data 'z/run=a': no run has the prefix 'z/run'");
   EXPECT_EQ(fails(dir, {"--regions", "10:5-1", "1:a/run"}), "Error: --regions '10:5-1': expected CHR:FROM-TO");
+  EXPECT_EQ(fails(dir, {"--build", "hg19", "1:a/run"}),
+            "Error: --build 'hg19': expected GRCh38, GRCh37, NCBI36, NCBI35, NCBI34 or NR");
   std::filesystem::create_directory(dir.path() / "d");
   const std::string bad = dir.read("a/run_G.out") + "1.00  rsBad  12x  C/T  -  0.1  0.1  0.1  0.1  0.9\n";
   dir.write("d/run_G.out", bad);

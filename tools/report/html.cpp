@@ -47,7 +47,7 @@ std::string report_html(const HtmlSummary& s) {
   row("Program", s.software);
   row("Design", s.design.empty() ? "n/a" : s.design);
   row("Model (EFFECT)", s.model.empty() ? "n/a" : s.model);
-  row("Genome assembly", s.build == "#NA" ? "not given" : s.build);
+  row("Genome assembly", s.build == "NR" ? "not given" : s.build);
   row("Subjects", count(s.samples));
   if (s.cases >= 0) row("Cases / controls", count(s.cases) + " / " + count(s.controls));
   for (const HtmlTerm& t : s.terms)

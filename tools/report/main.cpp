@@ -44,8 +44,8 @@ Options:
   --top N                  signals listed per term in the summary [default: 10]
   --labels N               signals labelled in each Manhattan plot, at most one per
                            megabase, each below p = 1e-5 [default: 5]
-  --build NAME             genome assembly named in the metadata, e.g. GRCh38
-                           [default: #NA]
+  --build NAME             genome assembly named in the metadata: GRCh38, GRCh37,
+                           NCBI36, NCBI35 or NCBI34 [default: NR, not reported]
   --data PREFIX=DIR        the input files (genotype.dat, external.dat,
                            haplotype.dat, specification.txt) of the run PREFIX are
                            in DIR (repeatable) [default: the folder of its result files]
@@ -125,8 +125,9 @@ int main(int argc, char** argv) {
       chr.clear();
     } else if (a == "--build") {
       opt.build = value();
-      if (opt.build.empty() || opt.build.find_first_of(" \t\n'\"") != std::string::npos)
-        stop("Error: --build '" + opt.build + "': expected an assembly name such as GRCh38");
+      if (opt.build != "GRCh38" && opt.build != "GRCh37" && opt.build != "NCBI36" && opt.build != "NCBI35" &&
+          opt.build != "NCBI34" && opt.build != "NR")
+        stop("Error: --build '" + opt.build + "': expected GRCh38, GRCh37, NCBI36, NCBI35, NCBI34 or NR");
       chr.clear();
     } else if (a == "--data") {
       const std::string& v = value();

@@ -27,7 +27,7 @@ struct ReportOptions {
   int labels = 5;                   // signals labelled in the Manhattan plot
   bool png = true;                  // also PNG when a converter is installed
   std::string converter = "rsvg-convert";
-  std::string build = "#NA";        // genome assembly named in the metadata
+  std::string build = "NR";         // genome assembly named in the metadata (NR: not reported)
   std::vector<std::string> regions; // CHR:FROM-TO of regional plots (else the loci below 5e-8)
   int top_loci = -1;                // >= 0: regional plots of the strongest this many loci
   long long flank = 250000;         // base pairs each side of a lead SNP

@@ -83,7 +83,7 @@ void write_ssf(const std::string& base, const std::string& table, const SsfMeta&
   y += "data_file_md5sum: " + md5_of(data_part) + "\n";
   y += "is_harmonised: false\n";
   y += "is_sorted: true\n";
-  y += "genome_assembly: " + (meta.build == "#NA" ? std::string("'#NA'") : meta.build) + "\n";
+  y += "genome_assembly: " + meta.build + "\n";
   y += "coordinate_system: 1-based\n";
   y += "effect_statistic: beta\n";
   y += "analysis_software: " + meta.software + "\n";

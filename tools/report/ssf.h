@@ -22,7 +22,7 @@ std::string ssf_chromosome(const std::string& chr);
 
 // What the metadata file says of the study and the run.
 struct SsfMeta {
-  std::string build = "#NA";  // genome assembly (--build)
+  std::string build = "NR";  // genome assembly (--build); NR: not reported
   std::string design, model, mode;
   long long samples = -1, cases = -1, controls = -1;
   std::string software;
