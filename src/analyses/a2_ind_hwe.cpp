@@ -129,13 +129,17 @@ struct A2State {
       S0 += tc[at(t)] * E0[a][b];
     }
     const double mu = theta[P - 1];
+    const std::size_t nc = cz.size();
     for (int j = 0; j < J; j++) {
+      // The covariate block's part of the linear predictor, once per pattern.
+      double eta_c = 0.0;
+      for (std::size_t u = 0; u < nc; u++) eta_c += (cp[u] == P - 1 ? mu : theta[cp[u]]) * C[at(j) * nc + u];
       double S1 = 0.0;
       for (int t = 0; t < T; t++) {
         const int a = ta[at(t)], b = tb[at(t)];
         const double* z = Z.data() + at((j * T + t) * zs);
-        double eta = mu * z[q];
-        for (int k = 0; k < q; k++) eta += theta[k] * z[k];
+        double eta = eta_c;
+        for (int k : vz) eta += theta[k] * z[k];
         E1[at(j * T + t)] = std::exp(alpha(a) + alpha(b) + eta);
         S1 += tc[at(t)] * E1[at(j * T + t)];
       }
