@@ -20,8 +20,9 @@ test: deps build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
 run: deps build
-	cd examples && ../$(BUILD)/kestrova -ofile ../$(BUILD)/example
-	$(BUILD)/tools/kestrova-report --out $(BUILD)/example_report 1:$(BUILD)/example
+	cd examples && ../$(BUILD)/kestrova -ofile ../$(BUILD)/example -diag ../$(BUILD)/example.diag
+	$(BUILD)/tools/kestrova-report --out $(BUILD)/example_report --data $(BUILD)/example=examples --top-loci 1 \
+	  1:$(BUILD)/example
 
 bench: build
 	bash bench/run.sh $(BUILD)

@@ -40,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   report::TermTable t;
   try {
-    t = report::gather_term("G", {{chr, "run"}}, {{{"G", file.name()}}});
+    t = report::gather_term("G", {{chr, "run", ""}}, {{{"G", file.name()}}});
   } catch (const report::ReportError& e) {
     // main prints the text and a newline: one short line, starting "Error: ".
     const std::string what = e.what();

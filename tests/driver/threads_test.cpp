@@ -145,7 +145,9 @@ void expect_diag_rows(const std::string& diag, const std::string& results, const
     const bool case_control = s.analysis.rfind("case-control", 0) == 0;
     if (f[9] != "NA") {
       EXPECT_EQ(case_control, f[10] != "NA");
-      if (case_control) EXPECT_EQ(std::stoi(f[10]) + std::stoi(f[11]), std::stoi(f[9]));
+      if (case_control) {
+        EXPECT_EQ(std::stoi(f[10]) + std::stoi(f[11]), std::stoi(f[9]));
+      }
     }
     if (f[2] == "complete data") {
       EXPECT_EQ(f[4], "");

@@ -195,11 +195,12 @@ fi
 
 # 5. The report over both chromosomes: only the report runs.
 if [ -n "$report" ]; then
-  "$report" --out by-hand-report --chr 1 direct/1/results --chr 2 direct/2/results >/dev/null
+  "$report" --out by-hand-report --chr 1 direct/1/results --chr 2 direct/2/results \
+    --data direct/1/results=data/chr1 --data direct/2/results=data/chr2 >/dev/null
   smk out "report={run: true, program: $report, name: gw}" || { cat smk-out.log; exit 1; }
   check "only the report ran" test "$(grep -c '^rule ' smk-out.log)" = 1
-  check "report = by hand" test "$(cd out/report && md5sum gw_*)" = \
-    "$(md5sum by-hand-report_* | sed 's/by-hand-report_/gw_/')"
+  check "report = by hand" test "$(cd out/report && md5sum gw_*.tsv.gz gw_*.svg gw_summary.txt)" = \
+    "$(md5sum by-hand-report_*.tsv.gz by-hand-report_*.svg by-hand-report_summary.txt | sed 's/by-hand-report_/gw_/')"
 fi
 
 # 6. Another shard size, then back: each plans and shards afresh in one run, and

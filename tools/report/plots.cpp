@@ -283,4 +283,71 @@ std::string qq_svg(std::vector<double> minus_log10p, double lambda, const std::s
   return cv.finish();
 }
 
+const char* r2_colour(double r2) {
+  static const char* const kBins[5] = {"#357ebd", "#46b8da", "#5cb85c", "#eea236", "#d43f3a"};
+  if (std::isnan(r2)) return "#9e9e9e";
+  return kBins[std::min(4, std::max(0, static_cast<int>(r2 * 5.0)))];
+}
+
+std::string regional_svg(const std::vector<RegionalPoint>& points, const std::string& chr, long long from,
+                         long long to, const std::string& title, const std::string& source_note) {
+  Canvas cv(900, 480, 70, 150, 45, 75);
+  cv.title(title);
+  const double lo = static_cast<double>(from), hi = static_cast<double>(std::max(to, from + 1));
+  auto X = [&](double pos) { return cv.x0() + (pos - lo) / (hi - lo) * (cv.x1() - cv.x0()); };
+  double top = 1.0;
+  for (const RegionalPoint& p : points) top = std::max(top, p.minus_log10p * 1.08);
+  const double step = nice_step(top, 6);
+  top = std::ceil(top / step) * step;
+  auto Y = [&](double v) { return cv.y0() - v / top * (cv.y0() - cv.y1()); };
+  for (double v = 0; v <= top + 1e-9; v += step) cv.y_tick(Y(v), tick_label(v, step));
+  cv.y_title(kMinusLog10P);
+  const double mstep = nice_step((hi - lo) / 1e6, 6);
+  for (double v = std::ceil(lo / 1e6 / mstep) * mstep; v <= hi / 1e6 + 1e-9; v += mstep)
+    cv.x_tick(X(v * 1e6), tick_label(v, mstep));
+  cv.x_title("Position on chromosome " + xml_escape(chr) + " (Mb)");
+  const double gw = -std::log10(kGenomeWide);
+  if (gw <= top)
+    cv.line(cv.x0(), Y(gw), cv.x1(), Y(gw), std::string("stroke=\"") + kGenomeWideColour + "\" stroke-dasharray=\"6 4\"");
+  // Weakest r² first, so that the points of strong LD are drawn on top.
+  std::vector<const RegionalPoint*> order;
+  for (const RegionalPoint& p : points) order.push_back(&p);
+  std::stable_sort(order.begin(), order.end(), [](const RegionalPoint* a, const RegionalPoint* b) {
+    const double ra = std::isnan(a->r2) ? -1.0 : a->r2, rb = std::isnan(b->r2) ? -1.0 : b->r2;
+    return (a->lead ? 2.0 : ra) < (b->lead ? 2.0 : rb);
+  });
+  for (const RegionalPoint* p : order) {
+    const double x = X(static_cast<double>(p->pos)), y = Y(p->minus_log10p);
+    if (p->lead) {
+      cv.out += "<path d=\"M" + num(x) + " " + num(y - 7) + " L" + num(x + 6) + " " + num(y) + " L" + num(x) + " " +
+                num(y + 7) + " L" + num(x - 6) + " " + num(y) + " Z\" fill=\"#9632b8\" stroke=\"#333\"/>\n";
+    } else {
+      cv.out += std::string("<circle cx=\"") + num(x) + "\" cy=\"" + num(y) + "\" r=\"3.6\" fill=\"" + r2_colour(p->r2) +
+                "\" stroke=\"#555\" stroke-width=\"0.5\"/>\n";
+    }
+  }
+  cv.frame();
+  // Legend: the five bins, no r², the lead.
+  const double lx = cv.x1() + 18;
+  double ly = cv.y1() + 10;
+  cv.text(lx, ly, "r&#178; with lead", "font-size=\"12\" font-weight=\"bold\"");
+  const char* labels[5] = {"0.0 &#8211; 0.2", "0.2 &#8211; 0.4", "0.4 &#8211; 0.6", "0.6 &#8211; 0.8", "0.8 &#8211; 1.0"};
+  for (int b = 4; b >= 0; b--) {
+    ly += 18;
+    cv.out += std::string("<circle cx=\"") + num(lx + 5) + "\" cy=\"" + num(ly - 4) + "\" r=\"4\" fill=\"" +
+              r2_colour(b * 0.2 + 0.1) + "\"/>\n";
+    cv.text(lx + 14, ly, labels[b], "font-size=\"11\"");
+  }
+  ly += 18;
+  cv.out += std::string("<circle cx=\"") + num(lx + 5) + "\" cy=\"" + num(ly - 4) + "\" r=\"4\" fill=\"" +
+            r2_colour(std::nan("")) + "\"/>\n";
+  cv.text(lx + 14, ly, "no r&#178;", "font-size=\"11\"");
+  ly += 18;
+  cv.out += "<path d=\"M" + num(lx + 5) + " " + num(ly - 10) + " L" + num(lx + 10) + " " + num(ly - 4) + " L" +
+            num(lx + 5) + " " + num(ly + 2) + " L" + num(lx) + " " + num(ly - 4) + " Z\" fill=\"#9632b8\"/>\n";
+  cv.text(lx + 14, ly, "lead SNP", "font-size=\"11\"");
+  cv.text(cv.x0(), cv.H - 32, xml_escape(source_note), "font-size=\"11\" fill=\"#444\"");
+  return cv.finish();
+}
+
 }  // namespace report

@@ -13,7 +13,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "kestrova_version.h"
+#include "html.h"
 #include "plots.h"
+#include "regional.h"
+#include "ssf.h"
 #include "stats.h"
 
 extern char** environ;
@@ -82,6 +86,38 @@ std::string safe_name(const std::string& term) {
   return s;
 }
 
+// The study's design, model and mode of inheritance from the first run's
+// specification file (in its input folder), and the program's version.
+SsfMeta run_meta(const ReportOptions& opt) {
+  SsfMeta meta;
+  meta.build = opt.build;
+  meta.software = std::string("kestrova ") + KESTROVA_VERSION_TEXT;
+  std::ifstream spec;
+  for (const RunInput& run : opt.runs) {
+    const fs::path folder = run.data.empty() ? fs::path(run.prefix).parent_path() : fs::path(run.data);
+    spec.open(folder / "specification.txt");
+    if (spec) break;
+  }
+  std::string line;
+  while (std::getline(spec, line)) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    const std::size_t eq = line.find('=');
+    if (eq == std::string::npos) continue;
+    std::string key = line.substr(0, eq), value = line.substr(eq + 1);
+    auto trim = [](std::string& x) {
+      x.erase(0, x.find_first_not_of(" \t"));
+      x.erase(x.find_last_not_of(" \t") + 1);
+    };
+    trim(key);
+    trim(value);
+    if (key == "DESIGN") meta.design = value;
+    if (key == "EFFECT") meta.model = value;
+    if (key == "MODE") meta.mode = value;
+  }
+  if (meta.mode.empty() && !meta.design.empty()) meta.mode = "additive";
+  return meta;
+}
+
 }  // namespace
 
 std::string p_from_log(double minus_log10p) {
@@ -118,15 +154,30 @@ std::map<std::string, std::string> find_run_files(const std::string& prefix) {
 }
 
 TermTable gather_term(const std::string& term, const std::vector<RunInput>& runs,
-                      const std::vector<std::map<std::string, std::string>>& files) {
+                      const std::vector<std::map<std::string, std::string>>& files,
+                      const std::vector<DiagTable>& diags) {
   TermTable t;
   t.term = term;
   for (std::size_t k = 0; k < runs.size(); k++) {
     const auto it = files[k].find(term);
     if (it == files[k].end())
       throw ReportError("Error: run '" + runs[k].prefix + "' has no result file for the term '" + term + "'");
-    std::vector<ResultRow> rows = read_result_file(it->second, runs[k].chr);
-    for (ResultRow& r : rows) t.rows.push_back(std::move(r));
+    long long samples = -1;
+    std::vector<ResultRow> rows = read_result_file(it->second, runs[k].chr, &samples);
+    t.samples = std::max(t.samples, samples);
+    const DiagTable* diag = k < diags.size() ? &diags[k] : nullptr;
+    for (ResultRow& r : rows) {
+      if (diag) {
+        const auto d = diag->find(diag_key(r.id, r.pos));
+        if (d != diag->end()) {
+          r.n = d->second.n;
+          r.info = d->second.info;
+          r.path = d->second.path;
+          r.analysis = d->second.analysis;
+        }
+      }
+      t.rows.push_back(std::move(r));
+    }
   }
   // Rank the distinct chromosome names once, then sort by rank and position.
   std::vector<std::string> names;
@@ -160,16 +211,25 @@ TermTable gather_term(const std::string& term, const std::vector<RunInput>& runs
 }
 
 std::string term_tsv(const TermTable& t) {
-  std::string out = "CHR\tSNP\tPOS\tTYPED\tMD\tFREQ\tBETA\tSE\tZ\tP\tNEG_LOG10_P\n";
+  auto or_na = [](const std::string& v) { return v.empty() ? std::string(kSsfMissing) : v; };
+  std::string out = std::string(kSsfHeads) + "\n";
   for (const ResultRow& r : t.rows) {
-    out += r.chr + "\t" + r.id + "\t" + std::to_string(r.pos) + "\t" + (r.typed ? r.share : "untyped") + "\t" +
-           (r.typed ? kNA : r.md) + "\t" + r.freq + "\t";
-    if (r.analysed) {
-      out += r.est + "\t" + r.se + "\t" + r.z + "\t" + p_text(r) + "\t" +
-             (std::isfinite(r.minus_log10p) ? formatted("%.6f", r.minus_log10p) : kNA) + "\n";
-    } else {
-      out += "NA\tNA\tNA\tNA\tNA\n";
-    }
+    const std::string chr = ssf_chromosome(r.chr), effect(1, r.effect), other(1, r.other);
+    const bool rs = r.id.size() > 2 && r.id.compare(0, 2, "rs") == 0 &&
+                    r.id.find_first_not_of("0123456789", 2) == std::string::npos;
+    out += chr + "\t" + std::to_string(r.pos) + "\t" + effect + "\t" + other + "\t";
+    if (r.analysed)
+      out += r.est + "\t" + r.se + "\t";
+    else
+      out += std::string(kSsfMissing) + "\t" + kSsfMissing + "\t";
+    out += r.freq + "\t";
+    const bool p_known = r.analysed && std::isfinite(r.minus_log10p);
+    out += (p_known ? p_text(r) : kSsfMissing) + std::string("\t") +
+           (p_known ? formatted("%.6f", r.minus_log10p) : kSsfMissing) + "\t";
+    out += chr + "_" + std::to_string(r.pos) + "_" + other + "_" + effect + "\t" + (rs ? r.id : kSsfMissing) + "\t";
+    out += or_na(r.info) + "\t" + or_na(r.n) + "\t" + (r.analysed ? r.z : kSsfMissing) + "\t" +
+           (r.typed ? r.share : "0") + "\t" + (r.typed ? kSsfMissing : r.md) + "\t" + or_na(r.path) + "\t" +
+           or_na(r.analysis) + "\n";
   }
   return out;
 }
@@ -243,11 +303,56 @@ std::string make_report(const ReportOptions& opt, std::string& log, std::string&
         if (!files[k].count(term))
           throw ReportError("Error: run '" + opt.runs[k].prefix + "' has no result file for the term '" + term + "'");
     const std::string converter = opt.png ? find_on_path(opt.converter) : "";
+    // Each run's diagnostics, when it has them; said once when some run has none.
+    std::vector<DiagTable> diags;
+    std::string without;
+    for (const RunInput& run : opt.runs) {
+      const std::string path = diag_path(run.prefix);
+      std::error_code ec;
+      if (fs::is_regular_file(path, ec)) {
+        diags.push_back(read_diag_file(path));
+      } else {
+        diags.emplace_back();
+        without += (without.empty() ? "" : ", ") + path;
+      }
+    }
+    if (!without.empty())
+      warnings += "Warning: no diagnostics file " + without +
+                  " (kestrova -diag PREFIX.diag); the info and n columns of those runs are #NA\n";
+    LocusOptions loci;
+    loci.top_loci = opt.top_loci;
+    loci.flank = opt.flank;
+    for (const std::string& text : opt.regions) {
+      Region g;
+      if (!parse_region(text, g)) throw ReportError("Error: --regions '" + text + "': expected CHR:FROM-TO");
+      loci.regions.push_back(g);
+    }
+    SsfMeta meta = run_meta(opt);
+    meta.samples = -1;
+    for (const DiagTable& d : diags)
+      for (const auto& [key, row] : d) {
+        if (!row.n.empty()) meta.samples = std::max(meta.samples, std::stoll(row.n));
+        if (!row.cases.empty()) meta.cases = std::max(meta.cases, std::stoll(row.cases));
+        if (!row.controls.empty()) meta.controls = std::max(meta.controls, std::stoll(row.controls));
+      }
+    HtmlSummary html;
+    html.title = "Kestrova report: " + fs::path(opt.out).filename().string();
+    html.software = meta.software;
+    html.build = meta.build;
+    html.design = meta.design;
+    html.model = meta.model;
+    html.diagnostics = without.empty();
+    for (const DiagTable& d : diags)
+      for (const auto& [key, row] : d) {
+        html.paths[row.path.empty() ? "not recorded" : row.path]++;
+        if (!row.reason.empty()) html.reasons[row.reason]++;
+      }
     std::string summary;
     for (const std::string& term : terms) {
-      const TermTable t = gather_term(term, opt.runs, files);
+      const TermTable t = gather_term(term, opt.runs, files, diags);
       const std::string base = opt.out + "_" + safe_name(term);
-      write_file(base + ".tsv", term_tsv(t));
+      if (meta.samples < 0) meta.samples = t.samples;
+      write_ssf(base, term_tsv(t), meta);
       std::vector<const ResultRow*> plotted;
       std::vector<double> values;
       for (const ResultRow& r : t.rows)
@@ -255,21 +360,77 @@ std::string make_report(const ReportOptions& opt, std::string& log, std::string&
           plotted.push_back(&r);
           values.push_back(r.minus_log10p);
         }
-      write_file(base + "_manhattan.svg", manhattan_svg(plotted, term + ": Manhattan plot", opt.labels));
-      write_file(base + "_qq.svg", qq_svg(std::move(values), t.lambda, term + ": QQ plot"));
-      log += "Wrote " + base + ".tsv, " + base + "_manhattan.svg, " + base + "_qq.svg\n";
+      HtmlTerm ht;
+      ht.term = term;
+      ht.snps = t.rows.size();
+      ht.analysed = plotted.size();
+      ht.lambda = t.lambda;
+      ht.manhattan = manhattan_svg(plotted, term + ": Manhattan plot", opt.labels);
+      ht.qq = qq_svg(std::move(values), t.lambda, term + ": QQ plot");
+      write_file(base + "_manhattan.svg", ht.manhattan);
+      write_file(base + "_qq.svg", ht.qq);
+      log += "Wrote " + base + ".tsv.gz (with .tbi and -meta.yaml), " + base + "_manhattan.svg, " + base + "_qq.svg\n";
+      std::vector<std::string> pictures = {base + "_manhattan", base + "_qq"};
+      for (const Locus& l : choose_loci(t, loci)) {
+        const RunInput* run = nullptr;
+        for (const RunInput& r : opt.runs)
+          if (!run && r.chr == l.lead->chr) run = &r;
+        const std::string folder =
+            run->data.empty() ? (fs::path(run->prefix).parent_path().empty() ? std::string(".")
+                                                                              : fs::path(run->prefix).parent_path().string())
+                              : run->data;
+        std::vector<RegionalPoint> points;
+        std::size_t panel = 0, study = 0, none = 0;
+        for (const LdPoint& p : locus_ld(t, l, folder)) {
+          points.push_back({p.row->pos, p.row->minus_log10p, p.r2, p.row == l.lead});
+          if (p.source == 'p') panel++;
+          if (p.source == 's') study++;
+          if (p.source == 0) none++;
+        }
+        const std::string where = l.lead->chr + ":" + std::to_string(l.region.from) + "-" + std::to_string(l.region.to);
+        const std::string note = "r\u00b2 with the lead from the panel's phased haplotypes (haplotype.dat): " +
+                                 std::to_string(panel) + " SNPs; from the study genotypes (genotype.dat): " +
+                                 std::to_string(study) + "; none: " + std::to_string(none);
+        const std::string caption = term + ", " + where + ", lead " + l.lead->id + " (p = " + p_text(*l.lead) + ")";
+        const std::string svg = regional_svg(points, l.lead->chr, l.region.from, l.region.to, caption, note);
+        std::string name = base + "_region_" + l.lead->chr + "_" + std::to_string(l.region.from) + "_" +
+                           std::to_string(l.region.to);
+        for (char& c : name)
+          if (c == ':') c = '_';
+        write_file(name + ".svg", svg);
+        log += "Wrote " + name + ".svg\n";
+        pictures.push_back(name);
+        ht.regions.emplace_back(caption, svg);
+      }
       if (!converter.empty()) {
-        for (const char* kind : {"_manhattan", "_qq"}) {
-          const std::string w = to_png(converter, base + kind + ".svg", base + kind + ".png");
+        for (const std::string& picture : pictures) {
+          const std::string w = to_png(converter, picture + ".svg", picture + ".png");
           if (w.empty())
-            log += "Wrote " + base + kind + ".png\n";
+            log += "Wrote " + picture + ".png\n";
           else
             warnings += w;
         }
       }
+      std::vector<const ResultRow*> best;
+      for (const ResultRow& r : t.rows)
+        if (r.usable()) best.push_back(&r);
+      std::stable_sort(best.begin(), best.end(),
+                       [](const ResultRow* a, const ResultRow* b) { return a->minus_log10p > b->minus_log10p; });
+      for (std::size_t k = 0; k < best.size() && k < static_cast<std::size_t>(opt.top); k++) {
+        ht.top.push_back(*best[k]);
+        ht.top.back().p = p_text(*best[k]);
+      }
+      html.terms.push_back(std::move(ht));
       summary += term_summary(t, opt.top) + "\n";
     }
+    html.samples = meta.samples;
+    html.cases = meta.cases;
+    html.controls = meta.controls;
     write_file(opt.out + "_summary.txt", summary);
+    if (opt.html) {
+      write_file(opt.out + "_report.html", report_html(html));
+      log += "Wrote " + opt.out + "_report.html\n";
+    }
     log += "Wrote " + opt.out + "_summary.txt\n\n" + summary;
     if (opt.png && converter.empty())
       warnings += "Warning: " + opt.converter + " not found on PATH; plots written as SVG only\n";

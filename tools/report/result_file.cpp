@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -53,7 +54,8 @@ bool parse_position(const std::string& s, long long& v) {
 
 bool ResultRow::usable() const { return analysed && std::isfinite(zval); }
 
-std::vector<ResultRow> read_result_file(const std::string& path, const std::string& chr) {
+std::vector<ResultRow> read_result_file(const std::string& path, const std::string& chr, long long* sample_size) {
+  if (sample_size) *sample_size = -1;
   std::ifstream in(path, std::ios::binary);
   if (!in) throw ReportError("Error: " + path + ": cannot be read (" + std::strerror(errno) + ")");
   std::vector<ResultRow> rows;
@@ -68,6 +70,8 @@ std::vector<ResultRow> read_result_file(const std::string& path, const std::stri
     if (!line.empty() && line.back() == '\r') line.pop_back();
     if (!heads) {
       heads = line.compare(0, std::strlen(kColumnHeads), kColumnHeads) == 0;
+      long long size = 0;
+      if (sample_size && std::sscanf(line.c_str(), "Sample Size of the Study :%lld", &size) == 1) *sample_size = size;
       continue;
     }
     if (!rule) {
@@ -95,6 +99,8 @@ std::vector<ResultRow> read_result_file(const std::string& path, const std::stri
     r.id = f[1];
     if (!parse_position(f[2], r.pos)) fail("position '" + shown(f[2]) + "' is not a whole number");
     if (f[3].size() != 3 || f[3][1] != '/') fail("alleles '" + shown(f[3]) + "' are not of the form A/B");
+    r.effect = f[3][0];
+    r.other = f[3][2];
     if (!parse_double(f[5], v)) fail("frequency '" + shown(f[5]) + "' is not a number");
     r.freq = f[5];
     const int dashes = (f[6] == kDash) + (f[7] == kDash) + (f[8] == kDash) + (f[9] == kDash);
