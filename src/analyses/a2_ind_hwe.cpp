@@ -62,6 +62,13 @@ struct A2State {
   std::vector<double> mv;
   double s1 = 0.0;
   std::vector<double> wv;   // per parameter: the weighted sparse part of y = 1 terms
+  // Without products of covariates and genotypes the pair's entries are the same in
+  // every pattern, so E_1(j, a, b) = exp(eta_c(j)) F(a, b) and the sums over a
+  // pattern's terms are one sum over the table scaled per pattern.
+  bool separable = true;
+  std::vector<double> F;     // per cell of pattern 0: exp(alpha_a + alpha_b + the pair's part)
+  std::vector<double> ec;    // per pattern: exp(eta_c(j))
+  std::vector<double> m0, m1;
 
   A2State(Window& win, const StudyData& sd, const int* map) : w(win), study(sd), hapmap(map) {
     q = w.q;
@@ -108,6 +115,13 @@ struct A2State {
         coded = false;  // an intercept that is not one number per pattern
       }
     }
+    for (int k : vz)
+      for (int j = 1; j < J && separable; j++)
+        for (int t = 0; t < T && separable; t++) separable = Z[at((j * T + t) * zs + k)] == Z[at(t * zs + k)];
+    F.assign(at(T), 0.0);
+    ec.assign(at(J), 0.0);
+    m0.assign(at(P), 0.0);
+    m1.assign(at(P), 0.0);
     C.assign(at(J) * cz.size(), 0.0);
     for (int j = 0; j < J; j++)
       for (std::size_t i = 0; i < cz.size(); i++) C[at(j) * cz.size() + i] = Z[at(j * T * zs + cz[i])];
@@ -130,11 +144,26 @@ struct A2State {
     }
     const double mu = theta[P - 1];
     const std::size_t nc = cz.size();
+    if (separable)
+      for (int t = 0; t < T; t++) {
+        double eta = alpha(ta[at(t)]) + alpha(tb[at(t)]);
+        for (int k : vz) eta += theta[k] * Z[at(t * zs + k)];
+        F[at(t)] = std::exp(eta);
+      }
     for (int j = 0; j < J; j++) {
       // The covariate block's part of the linear predictor, once per pattern.
       double eta_c = 0.0;
       for (std::size_t u = 0; u < nc; u++) eta_c += (cp[u] == P - 1 ? mu : theta[cp[u]]) * C[at(j) * nc + u];
       double S1 = 0.0;
+      if (separable) {
+        ec[at(j)] = std::exp(eta_c);
+        for (int t = 0; t < T; t++) {
+          E1[at(j * T + t)] = ec[at(j)] * F[at(t)];
+          S1 += tc[at(t)] * E1[at(j * T + t)];
+        }
+        Dn[at(j)] = S0 + S1;
+        continue;
+      }
       for (int t = 0; t < T; t++) {
         const int a = ta[at(t)], b = tb[at(t)];
         const double* z = Z.data() + at((j * T + t) * zs);
@@ -240,15 +269,47 @@ struct A2State {
     H.fill(0.0);
     tables(theta);
     // Denominators: per pattern, n_j times the covariance of x over its (y, a, b) terms.
+    // Separable: pattern j weighs the y = 0 terms by r0 = n_j / Dn_j and the y = 1
+    // terms by r1 = r0 exp(eta_c(j)), so their sums over the table are formed once.
+    double R0 = 0.0, R1 = 0.0, SF = 0.0;
+    if (separable) {
+      for (int j = 0; j < J; j++)
+        if (n_j[at(j)] > 0) {
+          R0 += n_j[at(j)] / Dn[at(j)];
+          R1 += n_j[at(j)] * ec[at(j)] / Dn[at(j)];
+        }
+      for (int k = 0; k < P; k++) m0[at(k)] = m1[at(k)] = 0.0;
+      for (int y = 0; y < 2; y++)
+        for (int t = 0; t < T; t++) {
+          x(y, 0, t);
+          const double p = tc[at(t)] * (y == 1 ? F[at(t)] : E0[ta[at(t)]][tb[at(t)]]);
+          std::vector<double>& m = y == 1 ? m1 : m0;
+          const double r = y == 1 ? R1 : R0;
+          for (int u = 0; u < nx; u++) {
+            m[at(xi[at(u)])] += p * xv[at(u)];
+            for (int v = u; v < nx; v++) H[xi[at(u)] + 1][xi[at(v)] + 1] += r * p * xv[at(u)] * xv[at(v)];
+          }
+          if (y == 1) SF += p;
+        }
+    }
     for (int j = 0; j < J; j++) {
       const int nj = n_j[at(j)];
       if (nj == 0) continue;
       for (int k = 0; k < P; k++) mv[at(k)] = 0.0;
-      for (int y = 0; y < 2; y++)
-        for (int t = 0; t < T; t++) {
-          x(y, j, t);
-          accumulate(nj * tc[at(t)] * E(y, j, t) / Dn[at(j)], 1.0, H);
+      if (separable) {
+        const double r0 = nj / Dn[at(j)], r1 = r0 * ec[at(j)];
+        for (int k = 0; k < P; k++) {
+          mv[at(k)] = r0 * m0[at(k)] + r1 * m1[at(k)];
+          wv[at(k)] = r1 * m1[at(k)];
         }
+        s1 = r1 * SF;
+      } else {
+        for (int y = 0; y < 2; y++)
+          for (int t = 0; t < T; t++) {
+            x(y, j, t);
+            accumulate(nj * tc[at(t)] * E(y, j, t) / Dn[at(j)], 1.0, H);
+          }
+      }
       close_pattern(j, 1.0, H);
       for (int r = 0; r < P; r++) {
         for (int k = r; k < P; k++) H[r + 1][k + 1] -= mv[at(r)] * mv[at(k)] / nj;

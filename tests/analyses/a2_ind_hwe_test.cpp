@@ -16,12 +16,14 @@ TEST(CaseControlIndependent, DerivativesMatchFiniteDifferences) {
   struct Case {
     bool panel;
     int continuous, J, q;
+    bool interaction;
   };
-  for (const Case& c : {Case{false, 0, 4, 3}, Case{true, 0, 4, 3}, Case{false, 3, 0, 6}}) {
+  for (const Case& c : {Case{false, 0, 4, 3, true}, Case{true, 0, 4, 3, true}, Case{false, 3, 0, 6, true},
+                        Case{true, 3, 0, 5, false}}) {
     SCOPED_TRACE(testing::Message() << "panel " << c.panel << ", continuous " << c.continuous);
     sim::Sample s = sim::case_control({
                                        .dependent = false,
-                                       .interaction = true,
+                                       .interaction = c.interaction,
                                        .panel = c.panel,
                                        .levels = 4,
                                        .dependence = 0.0,
