@@ -10,6 +10,21 @@
 
 namespace {
 
+// The study side of an estimation as distinct rows of pairs: row r's pairs are
+// (h1[p], h2[p]) for p = row_first[r] .. row_first[r+1]-1, and subject_row gives
+// the row of every subject taking part, in subject order.
+struct StudyRows {
+  std::vector<int> h1, h2;
+  std::vector<int> row_first{0};
+  std::vector<int> subject_row;
+  void clear() {
+    h1.clear();
+    h2.clear();
+    row_first.assign(1, 0);
+    subject_row.clear();
+  }
+};
+
 // Hardy-Weinberg multiplicity of an unordered pair.
 inline double pair_factor(int h1, int h2) { return h1 == h2 ? 1.0 : 2.0; }
 
@@ -336,30 +351,21 @@ int estimate(double* f, int K, const StudyRows* study, PanelList* panel, StudyCh
   return iter;
 }
 
-// The subjects of w.list taking part, as rows: a subject whose pair range was
-// listed before (the tag search's shared ranges) takes that range's row. first
-// receives the list position of each row's first pair.
-void rows_of_list(const Window& w, int s1, int s2, const int* STATUS, StudyRows& sr, std::vector<int>& first,
-                  std::vector<int>& row_at) {
+// The subjects of w.list taking part, each as a row of its own. first receives
+// the list position of each row's first pair.
+void rows_of_list(const Window& w, int s1, int s2, const int* STATUS, StudyRows& sr, std::vector<int>& first) {
   sr.clear();
   first.clear();
-  // row_at: the row of a range, by its first pair
-  row_at.resize(w.list.pairs.size() + 1);
-  int fresh = 0;  // pairs before this index belong to rows already listed
   for (const SubjectNode& s : w.list.subjects) {
     if (w.design == kCaseControl && STATUS[s.idx] != s1 && STATUS[s.idx] != s2) continue;
-    if (s.first >= fresh) {
-      row_at[static_cast<std::size_t>(s.first)] = static_cast<int>(first.size());
-      first.push_back(s.first);
-      for (int p = s.first; p < s.last; p++) {
-        const PairNode& pr = w.list.pairs[static_cast<std::size_t>(p)];
-        sr.h1.push_back(pr.h1);
-        sr.h2.push_back(pr.h2);
-      }
-      sr.row_first.push_back(static_cast<int>(sr.h1.size()));
-      fresh = s.last;
+    sr.subject_row.push_back(static_cast<int>(first.size()));
+    first.push_back(s.first);
+    for (int p = s.first; p < s.last; p++) {
+      const PairNode& pr = w.list.pairs[static_cast<std::size_t>(p)];
+      sr.h1.push_back(pr.h1);
+      sr.h2.push_back(pr.h2);
     }
-    sr.subject_row.push_back(row_at[static_cast<std::size_t>(s.first)]);
+    sr.row_first.push_back(static_cast<int>(sr.h1.size()));
   }
 }
 
@@ -369,8 +375,8 @@ thread_local StudyChains chains;
 
 int A1(Window& w, double* f, int s1, int s2, int study_switch, int panel_switch, const int* STATUS) {
   thread_local StudyRows rows;
-  thread_local std::vector<int> first, row_at;
-  if (study_switch == 1) rows_of_list(w, s1, s2, STATUS, rows, first, row_at);
+  thread_local std::vector<int> first;
+  if (study_switch == 1) rows_of_list(w, s1, s2, STATUS, rows, first);
   const int iter = estimate(f, w.K, study_switch == 1 ? &rows : nullptr, panel_switch == 1 ? &w.list_ex : nullptr, chains);
   // Each listed pair keeps its posterior of the last E-step.
   if (study_switch == 1 && iter > 0)
@@ -382,8 +388,47 @@ int A1(Window& w, double* f, int s1, int s2, int study_switch, int panel_switch,
   return iter < kEmMaxIterations ? 1 : 0;
 }
 
-int A1_rows(const StudyRows& rows, double* f, int K) {
-  return estimate(f, K, &rows, nullptr, chains) < kEmMaxIterations ? 1 : 0;
+int A1_counts(const CountedRows& rows, double* f, int K) {
+  thread_local std::vector<double> d, fnew, factor, term;
+  const std::size_t R = rows.count.size(), L = rows.h1.size();
+  d.assign(static_cast<std::size_t>(K), 1.0);
+  fnew.resize(static_cast<std::size_t>(K));
+  factor.resize(L);
+  term.resize(L);
+  const int* h1 = rows.h1.data();
+  const int* h2 = rows.h2.data();
+  for (std::size_t p = 0; p < L; p++) factor[p] = pair_factor(h1[p], h2[p]);
+  const double* c = factor.data();
+  double* t = term.data();
+  double* x = fnew.data();
+  long subjects = 0;
+  for (int n : rows.count) subjects += n;
+  const double total = static_cast<double>(subjects);
+  int iter = 0;
+  while (length(d.data(), K) >= kEmTolerance && iter < kEmMaxIterations) {
+    std::fill(fnew.begin(), fnew.end(), 0.0);
+    for (std::size_t p = 0; p < L; p++) t[p] = c[p] * f[h1[p]] * f[h2[p]];
+    for (std::size_t r = 0; r < R; r++) {
+      const int from = rows.row_first[r], to = rows.row_first[r + 1];
+      double P = 0.0;
+      for (int p = from; p < to; p++) P += t[p];
+      if (P == 0.0) P = 1.0;
+      // Half the row's count of subjects, shared out by the pairs' posteriors.
+      const double share = rows.count[r] / P / 2.0;
+      for (int p = from; p < to; p++) {
+        const double e = t[p] * share;
+        x[h1[p]] += e;
+        x[h2[p]] += e;
+      }
+    }
+    for (int h = 0; h < K; h++) {
+      const double next = x[h] / total;
+      d[static_cast<std::size_t>(h)] = next - f[h];
+      f[h] = next;
+    }
+    iter++;
+  }
+  return iter < kEmMaxIterations ? 1 : 0;
 }
 
 double length(const double* v, int n) {

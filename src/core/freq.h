@@ -20,31 +20,31 @@ inline constexpr double kImproperVariance = 100.0;  // a variance this large or 
 // For the case-control design (w.design 1) only subjects whose STATUS (indexed by
 // subject idx; unused otherwise) is s1 or s2 take part. Every subject or family
 // taking part counts toward the number of haplotypes, even one without entries.
-// Subjects that share a row of pairs (see StudyList) share its weights.
 // Returns 1 when converged, 0 at the iteration cap. Each taking-part entry's weight
 // is left at its posterior under the frequencies of the last E-step.
 int A1(Window& w, double* f, int s1, int s2, int study_switch, int panel_switch, const int* STATUS);
 
-// The study side of an estimation as distinct rows of pairs: row r's pairs are
-// (h1[p], h2[p]) for p = row_first[r] .. row_first[r+1]-1, in the order a subject
-// of the row lists them, and subject_row gives the row of every subject taking
-// part, in subject order. The tag search builds it directly; A1 derives it from
-// the study list.
-struct StudyRows {
+// The study side of a tag-search estimate: distinct genotype rows, row r's pairs
+// being (h1[p], h2[p]) for p = row_first[r] .. row_first[r+1]-1, and count[r]
+// subjects having the row.
+struct CountedRows {
   std::vector<int> h1, h2;
   std::vector<int> row_first{0};
-  std::vector<int> subject_row;
+  std::vector<int> count;
   void clear() {
     h1.clear();
     h2.clear();
     row_first.assign(1, 0);
-    subject_row.clear();
+    count.clear();
   }
 };
 
-// A1 from study rows alone (the study switch on, the panel's off, every subject
-// of rows taking part); f[0..K-1] in/out. Returns as A1 does; leaves no weights.
-int A1_rows(const StudyRows& rows, double* f, int K);
+// The EM of A1 over counted rows alone (the study switch on, the panel's off);
+// f[0..K-1] in/out. Each iteration adds a row's expected counts once, times the
+// row's count, rather than subject by subject, so its estimate agrees with A1's
+// only to rounding: fit for comparing scores with a tolerance. Returns as A1
+// does; leaves no weights.
+int A1_counts(const CountedRows& rows, double* f, int K);
 
 // Sum of absolute values of v[0..n-1].
 double length(const double* v, int n);

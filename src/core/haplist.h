@@ -24,9 +24,6 @@ struct SubjectNode {
   double work = 0.0;  // working value of the analyses
 };
 
-// Subjects with the same genotype row may share one pair range (the tag search
-// lists them so): shared ranges then lie in the order of their first subject,
-// and every listed subject takes part in the frequency estimation.
 struct StudyList {
   std::vector<SubjectNode> subjects;
   std::vector<PairNode> pairs;

@@ -51,80 +51,86 @@ void collect_candidates(const TagContext& ctx, int s, int typed, std::vector<int
 }
 
 
-// A row key met for the first time in a set: the row's pairs (listed once per
-// run) join the set's rows. Returns the row's number in the set.
-int join_row(int key, int M, TagWorkspace& ws, StudyRows& rows) {
-  if (ws.key_first[static_cast<std::size_t>(key)] < 0) {
-    std::vector<int> row(static_cast<std::size_t>(M));
-    for (int j = M - 1, rest = key; j >= 0; j--, rest /= 4) row[static_cast<std::size_t>(j)] = rest % 4 == 3 ? 9 : rest % 4;
+// The pairs of a row key (listed once per run, when first met) join the set's
+// rows, with the row's count.
+void join_row(int key, int count, int M, TagWorkspace& ws, CountedRows& rows) {
+  const std::size_t k = static_cast<std::size_t>(key);
+  if (ws.key_first[k] < 0) {
+    ws.row_codes.resize(static_cast<std::size_t>(M));
+    for (int j = M - 1, rest = key; j >= 0; j--, rest /= 4) ws.row_codes[static_cast<std::size_t>(j)] = rest % 4 == 3 ? 9 : rest % 4;
     const std::size_t first = ws.key_pairs.size();
-    row_pairs(ws.key_pairs, row.data(), M);
-    ws.key_first[static_cast<std::size_t>(key)] = static_cast<int>(first);
-    ws.key_count[static_cast<std::size_t>(key)] = static_cast<int>(ws.key_pairs.size() - first);
+    row_pairs(ws.key_pairs, ws.row_codes.data(), M);
+    ws.key_first[k] = static_cast<int>(first);
+    ws.key_count[k] = static_cast<int>(ws.key_pairs.size() - first);
   }
-  ws.used_keys.push_back(key);
-  const auto from = ws.key_pairs.begin() + ws.key_first[static_cast<std::size_t>(key)];
-  for (auto p = from; p != from + ws.key_count[static_cast<std::size_t>(key)]; ++p) {
+  const auto from = ws.key_pairs.begin() + ws.key_first[k];
+  for (auto p = from; p != from + ws.key_count[k]; ++p) {
     rows.h1.push_back(p->h1);
     rows.h2.push_back(p->h2);
   }
   rows.row_first.push_back(static_cast<int>(rows.h1.size()));
-  return static_cast<int>(rows.row_first.size()) - 2;
+  rows.count.push_back(count);
 }
 
-// The study rows of a set: every subject taking part (cases and controls for the
-// case-control design, every subject otherwise), in subject order, by its
-// genotype row over the set. Subjects with the same row share its pairs, so that
-// the frequency estimation weighs each distinct row once per iteration while
-// still adding up the subjects one by one. A row is keyed by its codes (0, 1, 2,
-// missing as 3) as base-4 digits. The keys of all SNPs but the last are kept from
-// the previous set, which the search's order makes the usual case.
-void study_rows(const std::vector<int>& set, const TagContext& ctx, TagWorkspace& ws, StudyRows& rows) {
+// The study rows of a set: the distinct genotype rows over the set of the
+// subjects taking part (cases and controls for the case-control design, every
+// subject otherwise), each with its number of subjects. A row is keyed by its
+// codes (0, 1, 2, missing as 3) as base-4 digits. The subjects are grouped by
+// their keys over all SNPs but the last once per such prefix, which the search's
+// order keeps for many sets in a row; a set then only counts its groups' subjects
+// by their code at the last SNP.
+void study_rows(const std::vector<int>& set, const TagContext& ctx, TagWorkspace& ws, CountedRows& rows) {
   const StudyData& sd = ctx.study;
   const int M = static_cast<int>(set.size());
   auto code = [](std::uint8_t g) { return g <= 2 ? static_cast<int>(g) : 3; };
   if (ws.prefix_study != &sd) {
     ws.prefix_study = &sd;
-    ws.prefix_key.clear();  // keys of a new study's subjects are made below
+    ws.prefix_group.clear();  // groups of a new study's subjects are made below
     ws.taking.clear();
     for (int i = 0; i < sd.n; i++)
       if (ctx.model.design != kCaseControl || sd.STATUS[static_cast<std::size_t>(i)] == 0 || sd.STATUS[static_cast<std::size_t>(i)] == 1)
         ws.taking.push_back(i);
   }
-  if (ws.prefix_key.size() != ws.taking.size() || ws.prefix_set.size() != set.size() - 1 || !std::equal(ws.prefix_set.begin(), ws.prefix_set.end(), set.begin())) {
+  const std::size_t nt = ws.taking.size();
+  if (ws.prefix_group.size() != nt || ws.prefix_set.size() != set.size() - 1 || !std::equal(ws.prefix_set.begin(), ws.prefix_set.end(), set.begin())) {
     ws.prefix_set.assign(set.begin(), set.end() - 1);
-    ws.prefix_key.assign(ws.taking.size(), 0);
+    std::vector<int>& key = ws.keys;
+    key.assign(nt, 0);
     for (int j = 0; j + 1 < M; j++) {
       const std::uint8_t* g = sd.genotypes(ctx.map[set[static_cast<std::size_t>(j)]].study);
-      for (std::size_t t = 0; t < ws.taking.size(); t++) ws.prefix_key[t] = 4 * ws.prefix_key[t] + code(g[ws.taking[t]]);
+      for (std::size_t t = 0; t < nt; t++) key[t] = 4 * key[t] + code(g[ws.taking[t]]);
     }
+    const std::size_t prefixes = std::size_t{1} << (2 * (M - 1));
+    if (ws.group_of_key.size() != prefixes) ws.group_of_key.assign(prefixes, -1);
+    ws.group_key.clear();
+    ws.prefix_group.resize(nt);
+    for (std::size_t t = 0; t < nt; t++) {
+      int& g = ws.group_of_key[static_cast<std::size_t>(key[t])];
+      if (g < 0) {
+        g = static_cast<int>(ws.group_key.size());
+        ws.group_key.push_back(key[t]);
+      }
+      ws.prefix_group[t] = g;
+    }
+    for (int k : ws.group_key) ws.group_of_key[static_cast<std::size_t>(k)] = -1;
   }
   const std::size_t keys = std::size_t{1} << (2 * M);
-  if (ws.key_first.size() != keys + 1) {
+  if (ws.key_first.size() != keys) {
     // Pairs of every possible row, listed when first needed.
-    ws.key_first.assign(keys + 1, -1);
-    ws.key_pairs.clear();
+    ws.key_first.assign(keys, -1);
     ws.key_count.assign(keys, 0);
-    ws.row_of_key.assign(keys, -1);
+    ws.key_pairs.clear();
   }
   const std::uint8_t* last = sd.genotypes(ctx.map[set.back()].study);
-  const std::size_t nt = ws.taking.size();
-  ws.keys.resize(nt);
-  for (std::size_t t = 0; t < nt; t++) ws.keys[t] = 4 * ws.prefix_key[t] + code(last[ws.taking[t]]);
+  ws.group_count.assign(4 * ws.group_key.size(), 0);
+  int* count = ws.group_count.data();
+  const int* group = ws.prefix_group.data();
+  const int* taking = ws.taking.data();
+  for (std::size_t t = 0; t < nt; t++) count[4 * group[t] + code(last[taking[t]])]++;
   rows.clear();
-  ws.used_keys.clear();
-  rows.subject_row.resize(nt);
-  int* row_of_key = ws.row_of_key.data();
-  for (std::size_t t = 0; t < nt; t++) {
-    const int key = ws.keys[t];
-    int r = row_of_key[key];
-    if (r < 0) {
-      r = join_row(key, M, ws, rows);
-      row_of_key[key] = r;
-    }
-    rows.subject_row[t] = r;
-  }
-  for (int key : ws.used_keys) ws.row_of_key[static_cast<std::size_t>(key)] = -1;
+  for (std::size_t g = 0; g < ws.group_key.size(); g++)
+    for (int c = 0; c < 4; c++)
+      if (count[4 * g + static_cast<std::size_t>(c)] > 0) join_row(4 * ws.group_key[g] + c, count[4 * g + static_cast<std::size_t>(c)], M, ws, rows);
 }
 
 }  // namespace
@@ -194,7 +200,7 @@ double getMD(const std::vector<int>& set, int typed, const TagContext& ctx, TagW
       A1(w, f, -1, -1, -1, 1, ctx.study.STATUS.data());
     } else {
       study_rows(set, ctx, ws, ws.rows);
-      A1_rows(ws.rows, f, K);
+      A1_counts(ws.rows, f, K);
     }
   }
   double total = 0.0;

@@ -31,13 +31,14 @@ struct TagWorkspace {
   Mat<int> geno;
   std::vector<double> freq;
   std::vector<int> candidates, combination, set, codes;
-  // Study rows of the sets: keys of the SNPs but the last (and which SNPs they
-  // cover), the pairs of each row key met so far, and the rows of the current set.
+  // Study rows of the sets: the subjects taking part grouped by their keys over
+  // the SNPs but the last (and which SNPs they cover), the pairs of each row key
+  // met so far, and the counted rows of the current set.
   const StudyData* prefix_study = nullptr;
-  std::vector<int> prefix_set, taking, prefix_key, keys;  // taking: subjects taking part
-  std::vector<int> key_first, key_count, row_of_key, used_keys;
+  std::vector<int> prefix_set, taking, keys, prefix_group, group_key, group_of_key, group_count;  // taking: subjects taking part
+  std::vector<int> key_first, key_count, row_codes;
   std::vector<PairNode> key_pairs;
-  StudyRows rows;
+  CountedRows rows;
 };
 
 // Best set (map indexes, the target first, M entries) and its measure; the

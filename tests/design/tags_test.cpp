@@ -123,17 +123,17 @@ TEST(TagSearch, UntypedTargetsTakeOnlySnpsTypedInTheStudyAndInThePanel) {
 namespace {
 
 // The measure of one set the long way: one study list entry per subject and the
-// frequency estimation over all of them, as the search's definition has it.
-double measure_subject_by_subject(const StudyData& study, int design) {
-  const int M = 5, n = study.n;
+// frequency estimation over all of them, subject after subject.
+double measure_subject_by_subject(const StudyData& study, const std::vector<int>& set, int design) {
+  const int M = static_cast<int>(set.size()), n = study.n;
   Mat<int> geno = imatrix(0, n - 1, 0, M - 1);
   for (int i = 0; i < n; i++)
-    for (int j = 0; j < M; j++) geno[i][j] = study.genotypes(j)[i];
+    for (int j = 0; j < M; j++) geno[i][j] = study.genotypes(set[static_cast<std::size_t>(j)])[i];
   Window w;
   w.set_size(M);
   w.design = design;
   makelist(w.list, geno, n, M);
-  std::vector<double> f(32, 1.0 / 32);
+  std::vector<double> f(std::size_t{1} << M, 1.0 / (1 << M));
   literal_em(w.list, f, design == kCaseControl ? study.STATUS : std::vector<int>{});
   double total = 0.0;
   for (double v : f) total += v;
@@ -141,58 +141,85 @@ double measure_subject_by_subject(const StudyData& study, int design) {
   return MDfun(f.data(), 1, M);
 }
 
-// Five typed SNPs; subject i's codes from draw(i, j).
+// Eight typed SNPs 1 kb apart; subject i's codes from draw(i, j).
 template <class Draw>
 TinyRun study_of(int n, Draw draw) {
-  TinyRun run({1000, 2000, 3000, 4000, 5000});
+  TinyRun run({1000, 2000, 3000, 4000, 5000, 6000, 7000, 8000});
   run.settings.ne = 1;
   StudyData& sd = run.study;
   sd.n = n;
-  sd.nsnp = 5;
-  sd.geno.assign(static_cast<std::size_t>(5 * n), 0);
+  sd.nsnp = 8;
+  sd.geno.assign(static_cast<std::size_t>(8 * n), 0);
   sd.STATUS.assign(static_cast<std::size_t>(n), 0);
   for (int i = 0; i < n; i++) {
     sd.STATUS[static_cast<std::size_t>(i)] = i % 3 == 0 ? 1 : i % 17 == 0 ? 7 : 0;  // some neither case nor control
-    for (int j = 0; j < 5; j++) sd.geno[static_cast<std::size_t>(j * n + i)] = static_cast<std::uint8_t>(draw(i, j));
+    for (int j = 0; j < 8; j++) sd.geno[static_cast<std::size_t>(j * n + i)] = static_cast<std::uint8_t>(draw(i, j));
   }
   return run;
 }
 
 }  // namespace
 
-// Subjects sharing a genotype row share its pairs and weights, but their
-// expected counts are still added one subject at a time: every digit of the
-// measure is that of the subject-by-subject estimate, whether rows repeat a lot
-// or not at all, for both the case-control and the general call.
-TEST(TagSearch, SharedRowsGiveTheSubjectBySubjectMeasureExactly) {
+// The search weighs each distinct genotype row once, times its count. Its scores
+// then differ from the subject-by-subject estimate's only by rounding, and it
+// chooses the same tags: whether rows repeat a lot or not at all, and when
+// candidates repeat others (ties) or nearly so (one or two calls apart), for the
+// case-control and the general call.
+TEST(TagSearch, CountedRowsChooseTheTagsOfTheSubjectBySubjectMeasure) {
   unsigned state = 12345;
   auto next = [&state] {
     state = state * 1103515245u + 12345u;
     return (state >> 16) & 0x7fff;
   };
-  // Many repeats: two founder haplotypes, rare missing codes.
+  // Many repeats: two founder haplotypes, rare missing codes; SNP 5 repeats
+  // SNP 1 but for one call, 6 repeats 2, 7 repeats 3 but for two calls.
   std::vector<int> h1, h2;
   for (int i = 0; i < 3000; i++) {
     h1.push_back(static_cast<int>(next() % 3));
-    h2.push_back(static_cast<int>(next() % 100));
+    h2.push_back(static_cast<int>(next() % 160));
   }
-  TinyRun repeated = study_of(3000, [&](int i, int j) {
+  auto founders = [&](int i, int j) {
+    if (j >= 5) j -= 4;
     if (h2[static_cast<std::size_t>(i)] == j) return 9;
     const int a = h1[static_cast<std::size_t>(i)] == 0 ? 0 : 1, b = h1[static_cast<std::size_t>(i)] == 2 ? 1 : 0;
     return (j % 2 == 0 ? a + b : 2 - a - b);
+  };
+  TinyRun repeated = study_of(3000, [&](int i, int j) {
+    if ((j == 5 && i == 10) || (j == 7 && (i == 20 || i == 21))) return 9;
+    return founders(i, j);
   });
-  // No repeats: subject i's codes are the base-4 digits of i (3 standing for missing).
+  // No repeats: subject i's codes over SNPs 0-4 are the base-4 digits of i (3
+  // standing for missing); SNPs 5-7 repeat 1-3 but for a call or two.
   TinyRun distinct = study_of(1024, [](int i, int j) {
-    const int digit = (i >> (2 * (4 - j))) & 3;
+    const int k = j >= 5 ? j - 4 : j;
+    if ((j == 5 && i == 5) || (j == 7 && (i == 40 || i == 41))) return 1;
+    const int digit = (i >> (2 * (4 - k))) & 3;
     return digit == 3 ? 9 : digit;
   });
   for (TinyRun* run : {&repeated, &distinct})
     for (int design : {kCaseControl, kCohort}) {
       run->model.design = design;
       TagWorkspace ws;
-      const double md = getMD({0, 1, 2, 3, 4}, 1, run->context(), ws);
-      EXPECT_EQ(md, measure_subject_by_subject(run->study, design)) << run->study.n << " " << design;
-      // Again from the keys kept for the set's first four SNPs.
-      EXPECT_EQ(getMD({0, 1, 2, 3, 4}, 1, run->context(), ws), md);
+      EXPECT_NEAR(getMD({0, 1, 2, 3, 4}, 1, run->context(), ws), measure_subject_by_subject(run->study, {0, 1, 2, 3, 4}, design), 1e-12);
+      // The search over the 35 sets of four of the seven candidates, and the same
+      // search by the subject-by-subject measure.
+      TagChoice best;
+      getMD_max(best, 0, 1, run->context(), ws);
+      std::vector<int> expected{0};
+      double B = 0.0;
+      for (int a = 1; a <= 7 && B < kMdGoodEnough; a++)
+        for (int b = a + 1; b <= 7 && B < kMdGoodEnough; b++)
+          for (int c = b + 1; c <= 7 && B < kMdGoodEnough; c++)
+            for (int d = c + 1; d <= 7 && B < kMdGoodEnough; d++) {
+              const double score = measure_subject_by_subject(run->study, {0, a, b, c, d}, design);
+              if (score > B + kMdMargin) {
+                B = score;
+                expected = {0, a, b, c, d};
+              }
+            }
+      EXPECT_EQ(best.set, expected) << run->study.n << " " << design;
+      EXPECT_NEAR(best.md, B, 1e-12);
+      // Again from the groups kept for the last set's first four SNPs.
+      EXPECT_EQ(getMD(best.set, 1, run->context(), ws), best.md);
     }
 }
