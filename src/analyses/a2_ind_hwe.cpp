@@ -44,12 +44,31 @@ struct A2State {
   std::vector<double> E1;   // per cell: exp(alpha_a + alpha_b + beta'Z)
   std::vector<double> Dn;   // per pattern: the denominator sum over y and pairs
 
-  // Sparse derivative of log E_y at a cell: at most q coefficients, two ratio
-  // entries and the intercept, indexes ascending.
+  // The derivative x of log E_y at a cell splits in two. Its covariate block (the
+  // Zvec entries equal at every pair of a pattern, the intercept among them) is
+  // y times the pattern's vector c_j; the rest (genetic entries for y = 1 and at
+  // most two ratio entries) is sparse, indexes ascending, in xi/xv/nx. A weighted
+  // sum of x x' over a pattern's terms is then the sparse part's products plus
+  // s c c' and w c', with s the sum of the weights of y = 1 terms and w their
+  // weighted sum of the sparse part.
+  std::vector<int> cz;      // Zvec positions of the covariate block
+  std::vector<int> cp;      // their parameter indexes
+  std::vector<int> vz;      // Zvec positions before the intercept that vary with the pair
+  std::vector<double> C;    // per pattern: the covariate block's values
   std::vector<int> xi;
   std::vector<double> xv;
   int nx = 0;
+  int ny = 0;               // y of the last term set by x
   std::vector<double> mv;
+  double s1 = 0.0;
+  std::vector<double> wv;   // per parameter: the weighted sparse part of y = 1 terms
+  // Without products of covariates and genotypes the pair's entries are the same in
+  // every pattern, so E_1(j, a, b) = exp(eta_c(j)) F(a, b) and the sums over a
+  // pattern's terms are one sum over the table scaled per pattern.
+  bool separable = true;
+  std::vector<double> F;     // per cell of pattern 0: exp(alpha_a + alpha_b + the pair's part)
+  std::vector<double> ec;    // per pattern: exp(eta_c(j))
+  std::vector<double> m0, m1;
 
   A2State(Window& win, const StudyData& sd, const int* map) : w(win), study(sd), hapmap(map) {
     q = w.q;
@@ -82,6 +101,31 @@ struct A2State {
         pair_c[at(k)] = pair_factor(pr.h1, pr.h2);
       }
     }
+    for (int k = 0; k < zs; k++) {
+      bool same = true;
+      for (int j = 0; j < J && same; j++)
+        for (int t = 1; t < T && same; t++)
+          same = Z[at((j * T + t) * zs + k)] == Z[at(j * T * zs + k)];
+      if (same) {
+        cz.push_back(k);
+        cp.push_back(k < q ? k : P - 1);
+      } else if (k < q) {
+        vz.push_back(k);
+      } else {
+        coded = false;  // an intercept that is not one number per pattern
+      }
+    }
+    for (int k : vz)
+      for (int j = 1; j < J && separable; j++)
+        for (int t = 0; t < T && separable; t++) separable = Z[at((j * T + t) * zs + k)] == Z[at(t * zs + k)];
+    F.assign(at(T), 0.0);
+    ec.assign(at(J), 0.0);
+    m0.assign(at(P), 0.0);
+    m1.assign(at(P), 0.0);
+    C.assign(at(J) * cz.size(), 0.0);
+    for (int j = 0; j < J; j++)
+      for (std::size_t i = 0; i < cz.size(); i++) C[at(j) * cz.size() + i] = Z[at(j * T * zs + cz[i])];
+    wv.assign(at(P), 0.0);
     E0 = dmatrix(0, KK - 1, 0, KK - 1);
     E1.assign(at(J * T), 0.0);
     Dn.assign(at(J), 0.0);
@@ -99,13 +143,32 @@ struct A2State {
       S0 += tc[at(t)] * E0[a][b];
     }
     const double mu = theta[P - 1];
+    const std::size_t nc = cz.size();
+    if (separable)
+      for (int t = 0; t < T; t++) {
+        double eta = alpha(ta[at(t)]) + alpha(tb[at(t)]);
+        for (int k : vz) eta += theta[k] * Z[at(t * zs + k)];
+        F[at(t)] = std::exp(eta);
+      }
     for (int j = 0; j < J; j++) {
+      // The covariate block's part of the linear predictor, once per pattern.
+      double eta_c = 0.0;
+      for (std::size_t u = 0; u < nc; u++) eta_c += (cp[u] == P - 1 ? mu : theta[cp[u]]) * C[at(j) * nc + u];
       double S1 = 0.0;
+      if (separable) {
+        ec[at(j)] = std::exp(eta_c);
+        for (int t = 0; t < T; t++) {
+          E1[at(j * T + t)] = ec[at(j)] * F[at(t)];
+          S1 += tc[at(t)] * E1[at(j * T + t)];
+        }
+        Dn[at(j)] = S0 + S1;
+        continue;
+      }
       for (int t = 0; t < T; t++) {
         const int a = ta[at(t)], b = tb[at(t)];
         const double* z = Z.data() + at((j * T + t) * zs);
-        double eta = mu * z[q];
-        for (int k = 0; k < q; k++) eta += theta[k] * z[k];
+        double eta = eta_c;
+        for (int k : vz) eta += theta[k] * z[k];
         E1[at(j * T + t)] = std::exp(alpha(a) + alpha(b) + eta);
         S1 += tc[at(t)] * E1[at(j * T + t)];
       }
@@ -115,12 +178,13 @@ struct A2State {
 
   double E(int y, int j, int t) const { return y == 1 ? E1[at(j * T + t)] : E0[ta[at(t)]][tb[at(t)]]; }
 
-  // The sparse derivative of log E_y(j, t) into xi/xv/nx.
+  // The sparse part of the derivative of log E_y(j, t) into xi/xv/nx.
   void x(int y, int j, int t) {
     nx = 0;
+    ny = y;
     const double* z = Z.data() + at((j * T + t) * zs);
     if (y == 1)
-      for (int k = 0; k < q; k++) {
+      for (int k : vz) {
         xi[at(nx)] = k;
         xv[at(nx++)] = z[k];
       }
@@ -138,19 +202,39 @@ struct A2State {
         xv[at(nx++)] = 1.0;
       }
     }
-    if (y == 1) {
-      xi[at(nx)] = P - 1;
-      xv[at(nx++)] = z[q];
-    }
   }
 
-  // mv += p x and the upper triangle of H += sign p x x'.
+  // The sparse part of mv += p x and of the upper triangle of H += sign p x x'.
   void accumulate(double p, double sign, Mat<double>& H) {
     for (int u = 0; u < nx; u++) {
       const double pu = p * xv[at(u)];
       mv[at(xi[at(u)])] += pu;
       for (int v = u; v < nx; v++) H[xi[at(u)] + 1][xi[at(v)] + 1] += sign * pu * xv[at(v)];
+      if (ny == 1) wv[at(xi[at(u)])] += pu;
     }
+    if (ny == 1) s1 += p;
+  }
+
+  // The covariate block of pattern j for the terms accumulated since the last call.
+  void close_pattern(int j, double sign, Mat<double>& H) {
+    const std::size_t nc = cz.size();
+    const double* c = C.data() + at(j) * nc;
+    for (std::size_t u = 0; u < nc; u++) {
+      const int r = cp[u];
+      mv[at(r)] += s1 * c[u];
+      for (std::size_t v = 0; v < nc; v++) {
+        const int k = cp[v];
+        if (k >= r) H[r + 1][k + 1] += sign * s1 * c[u] * c[v];
+      }
+      for (int k = 0; k < P; k++) {
+        if (wv[at(k)] == 0.0) continue;
+        const double h = sign * wv[at(k)] * c[u];
+        if (k < r) H[k + 1][r + 1] += h;
+        else H[r + 1][k + 1] += h;
+      }
+    }
+    s1 = 0.0;
+    for (int k = 0; k < P; k++) wv[at(k)] = 0.0;
   }
 
   // Objective at the current tables; every pair's analysis weight is refreshed.
@@ -185,15 +269,48 @@ struct A2State {
     H.fill(0.0);
     tables(theta);
     // Denominators: per pattern, n_j times the covariance of x over its (y, a, b) terms.
+    // Separable: pattern j weighs the y = 0 terms by r0 = n_j / Dn_j and the y = 1
+    // terms by r1 = r0 exp(eta_c(j)), so their sums over the table are formed once.
+    double R0 = 0.0, R1 = 0.0, SF = 0.0;
+    if (separable) {
+      for (int j = 0; j < J; j++)
+        if (n_j[at(j)] > 0) {
+          R0 += n_j[at(j)] / Dn[at(j)];
+          R1 += n_j[at(j)] * ec[at(j)] / Dn[at(j)];
+        }
+      for (int k = 0; k < P; k++) m0[at(k)] = m1[at(k)] = 0.0;
+      for (int y = 0; y < 2; y++)
+        for (int t = 0; t < T; t++) {
+          x(y, 0, t);
+          const double p = tc[at(t)] * (y == 1 ? F[at(t)] : E0[ta[at(t)]][tb[at(t)]]);
+          std::vector<double>& m = y == 1 ? m1 : m0;
+          const double r = y == 1 ? R1 : R0;
+          for (int u = 0; u < nx; u++) {
+            m[at(xi[at(u)])] += p * xv[at(u)];
+            for (int v = u; v < nx; v++) H[xi[at(u)] + 1][xi[at(v)] + 1] += r * p * xv[at(u)] * xv[at(v)];
+          }
+          if (y == 1) SF += p;
+        }
+    }
     for (int j = 0; j < J; j++) {
       const int nj = n_j[at(j)];
       if (nj == 0) continue;
       for (int k = 0; k < P; k++) mv[at(k)] = 0.0;
-      for (int y = 0; y < 2; y++)
-        for (int t = 0; t < T; t++) {
-          x(y, j, t);
-          accumulate(nj * tc[at(t)] * E(y, j, t) / Dn[at(j)], 1.0, H);
+      if (separable) {
+        const double r0 = nj / Dn[at(j)], r1 = r0 * ec[at(j)];
+        for (int k = 0; k < P; k++) {
+          mv[at(k)] = r0 * m0[at(k)] + r1 * m1[at(k)];
+          wv[at(k)] = r1 * m1[at(k)];
         }
+        s1 = r1 * SF;
+      } else {
+        for (int y = 0; y < 2; y++)
+          for (int t = 0; t < T; t++) {
+            x(y, j, t);
+            accumulate(nj * tc[at(t)] * E(y, j, t) / Dn[at(j)], 1.0, H);
+          }
+      }
+      close_pattern(j, 1.0, H);
       for (int r = 0; r < P; r++) {
         for (int k = r; k < P; k++) H[r + 1][k + 1] -= mv[at(r)] * mv[at(k)] / nj;
         g[r] += mv[at(r)];
@@ -208,6 +325,7 @@ struct A2State {
         x(status[i], sn.stratum, pair_t[at(k)]);
         accumulate(w.list.pairs[at(k)].aw, -1.0, H);
       }
+      close_pattern(sn.stratum, -1.0, H);
       for (int r = 0; r < P; r++) {
         g[r] -= mv[at(r)];
         if (mv[at(r)] == 0.0) continue;

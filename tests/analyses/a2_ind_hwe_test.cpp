@@ -11,13 +11,27 @@
 using sim::at;
 
 TEST(CaseControlIndependent, DerivativesMatchFiniteDifferences) {
-  for (bool panel : {false, true}) {
-    SCOPED_TRACE(panel ? "with panel" : "without panel");
-    sim::Sample s = sim::case_control(
-        {.dependent = false, .interaction = true, .panel = panel, .levels = 4, .dependence = 0.0});
+  // With continuous covariates every subject is its own pattern, and the
+  // covariate block is summed per pattern rather than per pair.
+  struct Case {
+    bool panel;
+    int continuous, J, q;
+    bool interaction;
+  };
+  for (const Case& c : {Case{false, 0, 4, 3, true}, Case{true, 0, 4, 3, true}, Case{false, 3, 0, 6, true},
+                        Case{true, 3, 0, 5, false}}) {
+    SCOPED_TRACE(testing::Message() << "panel " << c.panel << ", continuous " << c.continuous);
+    sim::Sample s = sim::case_control({
+                                       .dependent = false,
+                                       .interaction = c.interaction,
+                                       .panel = c.panel,
+                                       .levels = 4,
+                                       .dependence = 0.0,
+                                       .continuous = c.continuous});
     ASSERT_EQ(s.w.anal, 1);
-    ASSERT_EQ(s.w.J, 4);
-    ASSERT_EQ(s.w.q, 3);  // G, E, E x G; then the ratios and the intercept
+    if (c.J > 0) ASSERT_EQ(s.w.J, c.J);
+    else ASSERT_GT(s.w.J, 300);
+    ASSERT_EQ(s.w.q, c.q);  // G, E, E x G, the Xs; then the ratios and the intercept
     const int P = s.w.q + s.w.KK;
     const std::vector<double> theta = s.off_optimum(P);
     std::vector<double> g(at(P));

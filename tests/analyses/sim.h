@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "analyses/dispatch.h"
@@ -131,6 +132,7 @@ struct Scenario {
   double dependence = 0.6;     // log odds of each higher E level per copy of haplotype 011
   double missing = 0.3;        // share with the target untyped
   bool absent_in_top = false;  // haplotype 100 never occurs in the top level of E
+  int continuous = 0;          // further independent covariates X1.. in the model, not in the disease
 };
 
 inline const Haplotypes kCaseControlHaplotypes{{0b000, 0b011, 0b100, 0b111}, {0.4, 0.65, 0.8, 1.0}};
@@ -140,6 +142,7 @@ inline Sample case_control(const Scenario& sc) {
   Lcg r(sc.seed);
   const Haplotypes& hap = kCaseControlHaplotypes;
   std::vector<double> e_col;
+  std::vector<std::vector<double>> x_cols(at(sc.continuous));
   std::vector<int> status;
   s.geno = imatrix(0, sc.n - 1, 0, 2);
   int cases = 0, controls = 0, i = 0;
@@ -158,16 +161,24 @@ inline Sample case_control(const Scenario& sc) {
     (y == 1 ? cases : controls)++;
     status.push_back(y);
     e_col.push_back(e);
+    for (int k = 0; k < sc.continuous; k++) x_cols[at(k)].push_back(r.uniform() * 4.0 - 2.0);
     genotype_row(s.geno, i, h1, h2);
     const bool typed_stratum = sc.absent_in_top && e == sc.levels - 1;
     if (!typed_stratum && r.uniform() < sc.missing) s.geno[i][0] = 9;
     i++;
   }
-  s.study = testmodel::make_study({e_col}, std::vector<int>(at(sc.n), 0));
+  std::vector<std::vector<double>> columns{e_col};
+  std::vector<std::string> names{"E"};
+  for (int k = 0; k < sc.continuous; k++) {
+    columns.push_back(x_cols[at(k)]);
+    names.push_back(std::string(1, 'X') += std::to_string(k + 1));
+  }
+  s.study = testmodel::make_study(columns, std::vector<int>(at(sc.n), 0));
   s.study.STATUS = status;
-  testmodel::Builder b(1, 1, {"E"});
+  testmodel::Builder b(1, 1, names);
   b.term("G", 2);
   if (sc.covariate) b.term("E");
+  for (int k = 1; k < static_cast<int>(names.size()); k++) b.term(names[at(k)]);
   if (sc.interaction) b.term("E", "G");
   if (sc.dependent) b.dependent("E").categorical("E");
   s.model = b.model();
