@@ -15,7 +15,7 @@ bool usable(const TagContext& ctx, int e, int s, int typed) {
   if (m.study < 0) return false;
   if (!typed && m.panel < 0) return false;
   const RunSettings& rs = ctx.settings;
-  if (rs.ne == 0 && rs.h && rs.speed && m.hap < 0) return false;
+  if (rs.ne == 0 && m.hap < 0) return false;
   return true;
 }
 
@@ -170,7 +170,7 @@ double getMD(const std::vector<int>& set, int typed, const TagContext& ctx, TagW
   ws.freq.assign(static_cast<std::size_t>(K), 1.0 / K);
   double* f = ws.freq.data();
   const RunSettings& rs = ctx.settings;
-  bool phased = rs.ne == 0 && rs.h;
+  bool phased = rs.ne == 0;
   for (int e : set) phased = phased && ctx.map[e].hap >= 0;
   if (phased) {
     const PanelData& pd = ctx.panel;

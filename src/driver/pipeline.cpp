@@ -53,14 +53,14 @@ void read_inputs(const RunSettings& settings, RunData& data) {
     stop_on(read_panel(settings.efile, model, panel));
     std::printf("%d SNPs, %d trios, %d duos and %d singletons read from '%s'\n", panel.nsnp, model.nTR, model.nDU,
                 model.nUN, settings.efile.c_str());
-    if (settings.h) {
-      stop_on(read_haplotypes(settings.hfile, panel));
-      std::printf("%d SNPs, %d trios, %d duos, and %d singletons read from '%s'\n", panel.nhap_snp, model.nTR,
-                  model.nDU, model.nUN, settings.hfile.c_str());
-    }
+    // Phased haplotypes are always read, and panel SNPs without them are never
+    // used (-h and -speed are always in force).
+    stop_on(read_haplotypes(settings.hfile, panel));
+    std::printf("%d SNPs, %d trios, %d duos, and %d singletons read from '%s'\n", panel.nhap_snp, model.nTR,
+                model.nDU, model.nUN, settings.hfile.c_str());
     merge_by_position(study, panel, data.map);
-    if (settings.h) link_haplotypes(panel, data.map);
-    if (settings.h && settings.speed) drop_unphased(data.map);
+    link_haplotypes(panel, data.map);
+    drop_unphased(data.map);
     align_strands(data.map, study, panel, settings.no_fix, settings.no_remove);
   }
   drop_monomorphic(data.map, study, panel, model.mode, settings.ne);

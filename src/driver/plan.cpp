@@ -6,7 +6,7 @@ int snp_path(const RunData& data, const RunSettings& rs, int e) {
   if (external && me.panel >= 0 && me.study < 0) return kUntyped;
   if (me.study < 0) return kPassedOver;
   if (data.study.missing[static_cast<std::size_t>(me.study)] < kFullyTyped) return kCompleteData;
-  if (external && rs.h && rs.speed && me.hap < 0) return kCompleteData;
+  if (external && me.hap < 0) return kCompleteData;
   return kTypedMissing;
 }
 
@@ -52,7 +52,7 @@ std::vector<char> shard_study_snps(const RunData& data, const RunSettings& rs, c
   // k <= minnum. A job further in reaches no further out.
   const auto candidate = [&](int e) {
     const MapEntry& m = map[e];
-    return m.study >= 0 && !(rs.ne == 0 && rs.h && rs.speed && m.hap < 0);
+    return m.study >= 0 && !(rs.ne == 0 && m.hap < 0);
   };
   const auto reach = [&](int from, int step) {
     const long long p0 = map[from].pos;

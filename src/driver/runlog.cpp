@@ -38,7 +38,7 @@ const OptionRow kOptions[kOptionCount] = {
     {"-efile", Kind::kText, "FILE  external panel genotype file (default external.dat)",
      "external genotypes read from '%s'\n", &RunSettings::efile, nullptr},
     {"-h", Kind::kSwitch, "  phased haplotypes available (they always are)", "phased haplotypes available\n", nullptr,
-     &RunSettings::h},
+     nullptr},
     {"-hfile", Kind::kText, "FILE  phased haplotype file (default haplotype.dat)", "phased haplotypes read from '%s'\n",
      &RunSettings::hfile, nullptr},
     {"-ofile", Kind::kText, "PREFIX  results written to PREFIX_<term>.out (default results)",
@@ -48,7 +48,7 @@ const OptionRow kOptions[kOptionCount] = {
     {"-no_remove", Kind::kSwitch, "  keep A/T and C/G SNPs whose strand cannot be told",
      "no removal of unaligned A/T and C/G SNPs\n", nullptr, &RunSettings::no_remove},
     {"-speed", Kind::kSwitch, "  ignore panel SNPs without phased haplotypes (always in force)",
-     "speed up the program by ignoring SNPs not in 'phase.dat'\n", nullptr, &RunSettings::speed},
+     "speed up the program by ignoring SNPs not in 'phase.dat'\n", nullptr, nullptr},
     {"-tag", Kind::kNumber, "N  analysis based on N tag SNPs, 1 to 8 (default 4)", "analysis based on %d tag SNPs\n",
      nullptr, &RunSettings::M},
     {"-window", Kind::kNumber, "BP  candidate tags chosen within this distance (default 50000)",
@@ -139,7 +139,7 @@ std::string parse_command_line(int argc, const char* const* argv, RunSettings& s
     const OptionRow& row = kOptions[slot];
     given[static_cast<std::size_t>(slot)] = true;
     if (row.kind == Kind::kSwitch) {
-      settings.*row.number = 1;
+      if (row.number) settings.*row.number = 1;  // -h and -speed: always in force, nothing to set
       std::fputs(row.echo, out);
       continue;
     }
@@ -207,7 +207,7 @@ void print_defaults(const RunSettings& s, const OptionsGiven& given, std::FILE* 
   line(!given[kOfile], "results written to '%s_***.out'\n", s.ofile.c_str());
   line(!given[kNe] && !given[kNoFix], "internal check and fix of strand alignment\n");
   line(!given[kNe] && !given[kNoRemove], "removal of A/T and C/G SNPs\n");
-  line(!given[kNe] && s.h == 1 && !given[kSpeed], "speeding not used\n");
+  line(!given[kNe] && !given[kSpeed], "speeding not used\n");  // phased haplotypes are always taken
   number_line(!given[kTag], "analysis based on %d tag SNPs\n", s.M - 1);
   number_line(!given[kWindow], "candidate tags chosen within the distance of %d bp\n", s.window);
   number_line(!given[kMax], "candidate tags chosen at a maximun number of %d\n", s.maxnum);
@@ -216,9 +216,9 @@ void print_defaults(const RunSettings& s, const OptionsGiven& given, std::FILE* 
 }
 
 std::string check_input_files(const RunSettings& s, std::FILE* out) {
-  if (s.ne == 1 && s.h == 1) std::fprintf(out, "Warning: haplotype file is ignored since '-ne' is specified.\n");
+  if (s.ne == 1) std::fprintf(out, "Warning: haplotype file is ignored since '-ne' is specified.\n");
   std::string names[5] = {s.sfile, s.pfile, s.gfile, s.efile, s.hfile};
-  int checked = s.ne ? 3 : (s.h ? 5 : 4);
+  const int checked = s.ne ? 3 : 5;
   for (int k = 0; k < checked; k++) {
     std::FILE* f = std::fopen(names[k].c_str(), "r");
     if (!f) return format("Error: '%s' does not exist.\n", names[k].c_str());

@@ -40,7 +40,7 @@ std::string run_snps(const RunData& d, const RunSettings& rs, PathStats* stats) 
   header.nDU = model.nDU;
   header.nUN = model.nUN;
   header.panel_snps = panel.nsnp;
-  header.phased = rs.h == 1;
+  header.phased = true;  // -h is always in force
   header.haplotype_snps = panel.nhap_snp;
   header.mode = model.mode;
   files.write_header(header);

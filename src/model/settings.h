@@ -16,10 +16,8 @@ struct RunSettings {
   std::string ofile = "results";            // prefix of the result files
 
   int ne = 0;         // no external panel
-  int h = 1;          // phased haplotypes supplied (always on)
   int no_fix = 0;     // skip the check and fix of strand alignment
   int no_remove = 0;  // keep strand-ambiguous SNPs that cannot be aligned
-  int speed = 1;      // ignore panel SNPs without phased haplotypes (always on)
 
   int M = 5;           // SNPs per analysis window: the target and M-1 tags
   int window = 50000;  // distance in base pairs within which tags are sought
