@@ -11,8 +11,14 @@
 # cohort whose DEPENDENT covariate sits beside a continuous one (a covariate
 # pattern per subject) at three study sizes.
 #
+# Then, beside the program at the starting commit e4dbe09 (built once from a git
+# worktree): the peak memory of a shard of a large chromosome, -ne with 1% missing
+# calls, and ten continuous covariates in each design against none; and the
+# imputation pipeline (Beagle 5 + plink2 --glm) on the same data.
+#
 #   bash bench/run.sh [build-folder]   (LOAD=0 skips the large load test, PREPARE=0 the conversion,
-#   BASELINE=0 the comparison with the starting commit, SHARD=0 the shard memory test)
+#   BASELINE=0 the comparison with the starting commit, SHARD=0 the shard memory test,
+#   COVAR=0 the covariate cases, PIPELINE=0 the imputation pipeline)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=$(cd "${1:-build}" && pwd)
@@ -139,12 +145,71 @@ if [ "${SHARD:-1}" != 0 ] && [ -x /usr/bin/time ]; then
   fi
 fi
 
-# -ne on typed SNPs that each miss 1% of their calls, against the starting commit.
+# -ne on typed SNPs that each miss 1% of their calls, against the starting commit
+# (1,000 subjects by 150 SNPs, so that the starting commit's run stays short).
 if [ -n "$base_bin" ]; then
-  dir=$data/ne-missing
-  echo "== ne-missing (-ne -threads 1) against $base_commit"
+  dir=$data/ne-compare
+  args="--seed 22 --cases 500 --controls 500 --snps 150 --typed-share 1 --missing-share 1 --missing-rate 0.01"
+  if [ ! -f "$dir/genotype.dat" ] || [ "$(cat "$dir/args" 2>/dev/null)" != "$args" ]; then
+    rm -rf "$dir"
+    "$sim" --out "$dir" $args >/dev/null
+    echo "$args" >"$dir/args"
+  fi
+  echo "== ne-compare (-ne -threads 1) against $base_commit"
   read -r t m < <(peak "$dir" "$build/kestrova" -ne -threads 1 -ofile new)
   read -r bt bm < <(peak "$dir" "$base_bin" -ne -threads 1 -ofile base)
   awk -v a="$t" -v b="$bt" 'BEGIN{printf "now %.2f s, %s %.2f s: %.2fx faster\n", a, "'$base_commit'", b, b / a}'
   cmp -s "$dir/new_G.out" "$dir/base_G.out" && echo "result lines: identical" || echo "result lines: DIFFER"
+fi
+
+# Ten continuous covariates (X1..X10, independent of the genotype) in each design at
+# 2,000 subjects, 300 SNPs and a panel of 2,500 singletons, beside the same study
+# without covariates, one thread, and against the starting commit (COVAR=0 skips).
+if [ "${COVAR:-1}" != 0 ] && [ -x /usr/bin/time ]; then
+  for design in case-control cohort cross-sectional; do
+    size="--subjects 2000"
+    [ $design = case-control ] && size="--cases 1000 --controls 1000"
+    dir=$data/covariates-$design
+    args="--seed 11 --design $design $size --snps 300 --trios 0 --duos 0 --singletons 2500 --covariates 10"
+    if [ ! -f "$dir/cov/genotype.dat" ] || [ "$(cat "$dir/args" 2>/dev/null)" != "$args" ]; then
+      rm -rf "$dir"
+      "$sim" --out "$dir/cov" $args >/dev/null
+      mkdir -p "$dir/none"
+      cp "$dir"/cov/*.dat "$dir/none/"
+      sed 's/^EFFECT = .*/EFFECT = G/' "$dir/cov/specification.txt" >"$dir/none/specification.txt"
+      echo "$args" >"$dir/args"
+    fi
+    echo "== $design, ten continuous covariates and without, 2,000 subjects, 2,500 singletons (one thread)"
+    read -r tc mc < <(peak "$dir/cov" "$build/kestrova" -threads 1 -ofile new)
+    read -r tn mn < <(peak "$dir/none" "$build/kestrova" -threads 1 -ofile new)
+    awk -v c="$tc" -v n="$tn" 'BEGIN{printf "now: %.2f s with, %.2f s without: %.2fx\n", c, n, c / n}'
+    if [ -n "$base_bin" ]; then
+      read -r bc bmc < <(peak "$dir/cov" "$base_bin" -threads 1 -ofile base)
+      read -r bn bmn < <(peak "$dir/none" "$base_bin" -threads 1 -ofile base)
+      awk -v c="$bc" -v n="$bn" 'BEGIN{printf "'$base_commit': %.2f s with, %.2f s without: %.2fx\n", c, n, c / n}'
+      for k in cov none; do
+        cmp -s "$dir/$k/new_G.out" "$dir/$k/base_G.out" && echo "$k result lines: identical" || echo "$k result lines: DIFFER"
+      done
+    fi
+  done
+fi
+
+# The imputation pipeline a user would otherwise run on the case-control study:
+# Beagle 5 imputing the study VCF from the panel VCF (one thread), then plink2 --glm
+# on the dosages; beside kestrova on the same data (PIPELINE=0 skips; needs beagle
+# and plink2, Debian's packages).
+if [ "${PIPELINE:-1}" != 0 ] && command -v beagle >/dev/null && command -v plink2 >/dev/null && [ -x /usr/bin/time ]; then
+  dir=$data/pipeline
+  args="--seed 11 --cases 1000 --controls 1000 --snps 300 --trios 0 --duos 0 --singletons 2500 --vcf"
+  if [ ! -f "$dir/study.vcf" ] || [ "$(cat "$dir/args" 2>/dev/null)" != "$args" ]; then
+    rm -rf "$dir"
+    "$sim" --out "$dir" $args >/dev/null
+    echo "$args" >"$dir/args"
+  fi
+  echo "== imputation pipeline (Beagle 5 + plink2 --glm) against kestrova, 2,000 subjects, one thread"
+  read -r ti mi < <(peak "$dir" beagle gt=study.vcf ref=panel.vcf out=imputed nthreads=1)
+  read -r tg mg < <(peak "$dir" plink2 --vcf imputed.vcf.gz dosage=DS --double-id --pheno phenotypes.txt \
+    --pheno-name STATUS --1 --glm allow-no-covars --threads 1 --out glm)
+  read -r tk mk < <(peak "$dir" "$build/kestrova" -threads 1 -ofile kestrova)
+  awk -v i="$ti" -v g="$tg" -v k="$tk" -v m="$mi" 'BEGIN{printf "Beagle %.2f s (peak %d MiB) + plink2 %.2f s = %.2f s; kestrova %.2f s: %.1fx faster\n", i, m / 1024, g, i + g, k, (i + g) / k}'
 fi
