@@ -27,6 +27,15 @@ bench=$build/bench/kestrova-bench
 data=bench/data
 mkdir -p "$data"
 
+simulate() {  # folder, simulator options ...: made again only when the options change
+  local dir=$1; shift
+  if [ "$(cat "$dir/args" 2>/dev/null)" != "$*" ]; then
+    rm -rf "$dir"
+    "$sim" --out "$dir" "$@" >/dev/null
+    echo "$*" >"$dir/args"
+  fi
+}
+
 run_case() {  # name, simulator options ..., then -- and kestrova options
   local name=$1; shift
   local sim_args=() run_args=()
@@ -34,11 +43,7 @@ run_case() {  # name, simulator options ..., then -- and kestrova options
   [ $# -gt 0 ] && shift
   run_args=("$@")
   local dir=$data/$name
-  if [ ! -f "$dir/genotype.dat" ] || [ "$(cat "$dir/args" 2>/dev/null)" != "${sim_args[*]}" ]; then
-    rm -rf "$dir"
-    "$sim" --out "$dir" "${sim_args[@]}" >/dev/null
-    echo "${sim_args[*]}" >"$dir/args"
-  fi
+  simulate "$dir" "${sim_args[@]}"
   echo "== $name ${run_args[*]}"
   (cd "$dir" && "$bench" "${run_args[@]}" -ofile "$build/bench-$name" | grep -E '^(load|complete|typed|untyped|all paths|dependence|peak)')
 }
@@ -67,11 +72,7 @@ fi
 if [ "${PREPARE:-1}" != 0 ]; then
   dir=$data/prepare
   args="--seed 15 --cases 1000 --controls 1000 --snps 30000 --typed-share 0.67 --trios 100 --duos 50 --singletons 200 --vcf"
-  if [ ! -f "$dir/study.vcf" ] || [ "$(cat "$dir/args" 2>/dev/null)" != "$args" ]; then
-    rm -rf "$dir"
-    "$sim" --out "$dir" $args >/dev/null
-    echo "$args" >"$dir/args"
-  fi
+  simulate "$dir" $args
   echo "== prepare (study.vcf and panel.vcf to the five files)"
   studyBytes=$(stat -c %s "$dir/study.vcf")
   bothBytes=$(( studyBytes + $(stat -c %s "$dir/panel.vcf") ))
@@ -127,11 +128,7 @@ if [ "${SHARD:-1}" != 0 ] && [ -x /usr/bin/time ]; then
   subjects=${SHARD_SUBJECTS:-20000} snps=${SHARD_SNPS:-100000}
   dir=$data/shard
   args="--seed 31 --cases $((subjects / 2)) --controls $((subjects / 2)) --snps $snps --typed-share 1 --missing-share 0 --study-only $((snps - 1))"
-  if [ ! -f "$dir/genotype.dat" ] || [ "$(cat "$dir/args" 2>/dev/null)" != "$args" ]; then
-    rm -rf "$dir"
-    "$sim" --out "$dir" $args >/dev/null
-    echo "$args" >"$dir/args"
-  fi
+  simulate "$dir" $args
   from=$(awk -v k=$((snps / 2)) 'NF && ++i == k {print $2; exit}' "$dir/genotype.dat")
   to=$(awk -v k=$((snps / 2 + snps / 20 - 1)) 'NF && ++i == k {print $2; exit}' "$dir/genotype.dat")
   opts=(-ne -threads 2 -from "$from" -to "$to")
@@ -150,11 +147,7 @@ fi
 if [ -n "$base_bin" ]; then
   dir=$data/ne-compare
   args="--seed 22 --cases 500 --controls 500 --snps 150 --typed-share 1 --missing-share 1 --missing-rate 0.01"
-  if [ ! -f "$dir/genotype.dat" ] || [ "$(cat "$dir/args" 2>/dev/null)" != "$args" ]; then
-    rm -rf "$dir"
-    "$sim" --out "$dir" $args >/dev/null
-    echo "$args" >"$dir/args"
-  fi
+  simulate "$dir" $args
   echo "== ne-compare (-ne -threads 1) against $base_commit"
   read -r t m < <(peak "$dir" "$build/kestrova" -ne -threads 1 -ofile new)
   read -r bt bm < <(peak "$dir" "$base_bin" -ne -threads 1 -ofile base)
@@ -171,13 +164,12 @@ if [ "${COVAR:-1}" != 0 ] && [ -x /usr/bin/time ]; then
     [ $design = case-control ] && size="--cases 1000 --controls 1000"
     dir=$data/covariates-$design
     args="--seed 11 --design $design $size --snps 300 --trios 0 --duos 0 --singletons 2500 --covariates 10"
-    if [ ! -f "$dir/cov/genotype.dat" ] || [ "$(cat "$dir/args" 2>/dev/null)" != "$args" ]; then
+    if [ "$(cat "$dir/cov/args" 2>/dev/null)" != "$args" ]; then
       rm -rf "$dir"
-      "$sim" --out "$dir/cov" $args >/dev/null
+      simulate "$dir/cov" $args
       mkdir -p "$dir/none"
       cp "$dir"/cov/*.dat "$dir/none/"
       sed 's/^EFFECT = .*/EFFECT = G/' "$dir/cov/specification.txt" >"$dir/none/specification.txt"
-      echo "$args" >"$dir/args"
     fi
     echo "== $design, ten continuous covariates and without, 2,000 subjects, 2,500 singletons (one thread)"
     read -r tc mc < <(peak "$dir/cov" "$build/kestrova" -threads 1 -ofile new)
@@ -201,11 +193,7 @@ fi
 if [ "${PIPELINE:-1}" != 0 ] && command -v beagle >/dev/null && command -v plink2 >/dev/null && [ -x /usr/bin/time ]; then
   dir=$data/pipeline
   args="--seed 11 --cases 1000 --controls 1000 --snps 300 --trios 0 --duos 0 --singletons 2500 --vcf"
-  if [ ! -f "$dir/study.vcf" ] || [ "$(cat "$dir/args" 2>/dev/null)" != "$args" ]; then
-    rm -rf "$dir"
-    "$sim" --out "$dir" $args >/dev/null
-    echo "$args" >"$dir/args"
-  fi
+  simulate "$dir" $args
   echo "== imputation pipeline (Beagle 5 + plink2 --glm) against kestrova, 2,000 subjects, one thread"
   read -r ti mi < <(peak "$dir" beagle gt=study.vcf ref=panel.vcf out=imputed nthreads=1)
   read -r tg mg < <(peak "$dir" plink2 --vcf imputed.vcf.gz dosage=DS --double-id --pheno phenotypes.txt \
